@@ -1,0 +1,52 @@
+#include "directory/IRecordDir.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "foundation/OVMutexManager.h"
+#include "host/HostPaths.h"
+#include "host/OVLogger.h"
+
+namespace NS_IRecordDir {
+constexpr unsigned int kLogLimit = 51200;
+constexpr unsigned int kLogFiles = 2;
+constexpr unsigned int kLogLevel = 3;
+
+// The log follows the log folder if a test or tool moves it.
+void writeDirLog(char const* text, int line) {
+    static OVMutex mutex;
+    static OVLogger* logger = nullptr;
+    static std::string path;
+    OVMutexManager guard(&mutex, __FILE__, __LINE__);
+    std::string file = HostPaths::getLogDir() + "/recordDir.log";
+    if (logger == nullptr || file != path) {
+        delete logger;
+        logger = new OVLogger();
+        logger->init(file.c_str(), kLogLimit, kLogFiles);
+        path = file;
+    }
+    logger->writeLog("recordDir", text, __FILE__, static_cast<unsigned int>(line), kLogLevel);
+}
+}  // namespace NS_IRecordDir
+
+RecordDirInfoEx IRecordDir::getRecordDirInfoEx() const {
+    OVMutexManager guard(&m_infoMutex, "IRecordDir", __LINE__);
+    return m_dirInfo;
+}
+
+void IRecordDir::setRecordDirInfoEx(RecordDirInfoEx const& info) {
+    OVMutexManager guard(&m_infoMutex, "IRecordDir", __LINE__);
+    m_dirInfo = info;
+}
+
+void IRecordDir::writeLog(char const* message, int line) {
+    if (line == m_nLastLogLine) return;
+    m_nLastLogLine = line;
+    RecordDirInfoEx info = getRecordDirInfoEx();
+    char text[1024] = {0};
+    std::snprintf(text, sizeof(text), "this:%0x DiskName:%s RecordRootDir:%s Message:%s",
+                  static_cast<unsigned int>(reinterpret_cast<uintptr_t>(this)),
+                  info.getRecordDiskName().c_str(), info.getRecordRootDir().c_str(),
+                  message ? message : "");
+    NS_IRecordDir::writeDirLog(text, line);
+}

@@ -1,0 +1,78 @@
+#include "directory/PlainRecordDir.h"
+
+#include "foundation/BasicTool.h"
+#include "foundation/ReturnCode.h"
+#include "host/DiskManagerFactory.h"
+
+PlainRecordDir::PlainRecordDir(RecordDirInfoEx const& info) : IRecordDir(info) {}
+
+PlainRecordDir::~PlainRecordDir() { stopDetectionThread(); }
+
+int PlainRecordDir::init() {
+    RecordDirInfoEx info = getRecordDirInfoEx();
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
+    std::string recordDir = BasicTool::getRecordDir(info.getRecordRootDir());
+    m_bReady = disk != nullptr && disk->createDir(recordDir.c_str()) != 0;
+    if (!m_bReady) writeLog("init failed", __LINE__);
+    return m_bReady ? 1 : 0;
+}
+
+int PlainRecordDir::getRecordDirSpaceInfo(RecordDirSpaceInfo& space) {
+    RecordDirInfoEx info = getRecordDirInfoEx();
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
+    long long total = 0;
+    long long used = 0;
+    if (disk == nullptr || disk->getDiskSpace(info.getRecordRootDir().c_str(), total, used) != 0) return 0;
+    space.setTotalSpace(total << 20);
+    space.setFreeSpace((total - used) << 20);
+    space.setRecordFileSize(info.getFileSegmentSize());
+    space.setActualUseableSpace((total - used) << 20);
+    space.setRecordDirInfo(RecordDirInfoEx::changeToRecordDirInfo(info));
+    return 1;
+}
+
+int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
+    if (!isWritable()) return OV_RECORD_DIR_NOT_WRITABLE;
+    RecordDirInfoEx info = getRecordDirInfoEx();
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
+    if (disk == nullptr) return OV_RECORD_HD_NO_FILE;
+    file->setRecordDirInfoEx(info);
+    file->setRecordFileLength(0);
+    file->setRecordEndTime(file->getRecordBeginTime());
+    // Numbers are never reused: skip any name a file already holds.
+    for (;;) {
+        file->setFileNumber(m_nNextFileNumber++);
+        file->setRecordFileName(file->createFileName());
+        if (disk->isFileExist(file->createRecordFileName().c_str()) != 1) break;
+    }
+    if (!disk->createDir(file->getDateDir().c_str())) {
+        writeLog("createFile: date folder failed", __LINE__);
+        return OV_RECORD_HD_NO_FILE;
+    }
+    return 0;
+}
+
+int PlainRecordDir::deleteFile(SafePointer<RecordFileInfo> const& file) {
+    RecordDirInfoEx info = getRecordDirInfoEx();
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
+    if (disk == nullptr) return 0;
+    return disk->deleteFile(file->createRecordFileName().c_str()) ? 1 : 0;
+}
+
+int PlainRecordDir::startDetectionThread() { return m_closeThread.start() ? 1 : 0; }
+
+void PlainRecordDir::stopDetectionThread() { m_closeThread.stop(); }
+
+void PlainRecordDir::closeRecordWriter(SafePointer<IRecordWriter> const& writer) {
+    writeLog("closeRecordWriter", __LINE__);
+    m_closeThread.addRecordWriter(writer);
+}
+
+int PlainRecordDir::updateFileState(int fileNumber, int minSpeed, int averageSpeed, int timeOuts) {
+    m_lastState.nFileNumber = fileNumber;
+    m_lastState.nMinSpeed = minSpeed;
+    m_lastState.nAverageSpeed = averageSpeed;
+    m_lastState.nTimeOuts = timeOuts;
+    ++m_lastState.nReports;
+    return 1;
+}

@@ -1,0 +1,32 @@
+#ifndef FOUNDATION_RECORDINFO_H
+#define FOUNDATION_RECORDINFO_H
+
+#include <string>
+
+#include "foundation/Field.h"
+
+// Identifies a recording: a channel and a span of time in seconds.
+class RecordInfo {
+    OV_CSTRING_FIELD(DeviceId)
+    OV_CSTRING_FIELD(DeviceIP)
+    OV_FIELD(int, CameraId, 0)
+    OV_FIELD(unsigned long, RecordBeginTime, 0)
+    OV_FIELD(unsigned long, RecordEndTime, 0)
+    OV_FIELD(bool, LockFlag, false)
+};
+
+// A channel as the disk policies know it.
+class RecordDeviceInfo {
+    OV_STRING_FIELD(DeviceId)
+    OV_STRING_FIELD(DeviceIP)
+    OV_FIELD(int, CameraId, 0)
+    OV_FIELD(int, RecordMode, 0)
+
+public:
+    bool equals(RecordDeviceInfo const& other) const {
+        return m_DeviceId == other.m_DeviceId && m_DeviceIP == other.m_DeviceIP &&
+               m_CameraId == other.m_CameraId && m_RecordMode == other.m_RecordMode;
+    }
+};
+
+#endif

@@ -1,0 +1,197 @@
+#include "host/DiskManager.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <ftw.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace NS_DiskManager {
+
+constexpr long long kMiB = 1024LL * 1024LL;
+constexpr int kZeroChunk = 1 << 20;
+
+bool matches(char const* pattern, char const* name) {
+    if (pattern == nullptr || *pattern == '\0') return true;
+    return fnmatch(pattern, name, 0) == 0;
+}
+
+enum class Kind { kFile, kDir };
+
+// Sorted names of `dir` of one kind that fit `pattern`; false if the folder
+// cannot be listed.
+bool listNames(char const* dir, Kind kind, char const* pattern, std::vector<std::string>& out) {
+    if (dir == nullptr) return false;
+    DIR* handle = opendir(dir);
+    if (handle == nullptr) return false;
+    std::string base(dir);
+    if (!base.empty() && base.back() != '/') base += '/';
+    while (struct dirent* entry = readdir(handle)) {
+        char const* name = entry->d_name;
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
+        if (!matches(pattern, name)) continue;
+        bool isDir;
+        bool isFile;
+        if (entry->d_type == DT_DIR || entry->d_type == DT_REG) {
+            isDir = entry->d_type == DT_DIR;
+            isFile = entry->d_type == DT_REG;
+        } else {
+            // Unknown type (some file systems) or a link: ask stat.
+            struct stat info {};
+            if (stat((base + name).c_str(), &info) != 0) continue;
+            isDir = S_ISDIR(info.st_mode);
+            isFile = S_ISREG(info.st_mode);
+        }
+        if ((kind == Kind::kDir && isDir) || (kind == Kind::kFile && isFile)) out.push_back(name);
+    }
+    closedir(handle);
+    std::sort(out.begin(), out.end());
+    return true;
+}
+
+int removeEntry(char const* path, struct stat const*, int type, struct FTW*) {
+    int result = type == FTW_DP ? rmdir(path) : unlink(path);
+    return result == 0 ? 0 : -1;
+}
+
+bool writeZeros(int fd, long long size) {
+    std::vector<char> zeros(static_cast<size_t>(std::min<long long>(size, kZeroChunk)), 0);
+    long long done = 0;
+    while (done < size) {
+        size_t chunk = static_cast<size_t>(std::min<long long>(size - done, kZeroChunk));
+        ssize_t put = ::write(fd, zeros.data(), chunk);
+        if (put < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        if (put == 0) return false;
+        done += put;
+    }
+    return true;
+}
+
+}  // namespace NS_DiskManager
+
+int DiskManager::getDiskSpace(char const* path, long long& totalMiB, long long& usedMiB) {
+    if (path == nullptr) return -1;
+    struct statvfs info {};
+    if (statvfs(path, &info) != 0) return -1;
+    unsigned long long unit = info.f_frsize ? info.f_frsize : info.f_bsize;
+    unsigned long long total = static_cast<unsigned long long>(info.f_blocks) * unit;
+    unsigned long long freeBytes = static_cast<unsigned long long>(info.f_bfree) * unit;
+    totalMiB = static_cast<long long>(total / NS_DiskManager::kMiB);
+    usedMiB = static_cast<long long>((total - freeBytes) / NS_DiskManager::kMiB);
+    return 0;
+}
+
+int DiskManager::getFileList(char const* dir, std::vector<std::string>& list, char const* filter,
+                             int limit) {
+    std::vector<std::string> names;
+    if (!NS_DiskManager::listNames(dir, NS_DiskManager::Kind::kFile, filter, names)) return -1;
+    if (limit > 0 && names.size() > static_cast<size_t>(limit)) names.resize(limit);
+    list.insert(list.end(), names.begin(), names.end());
+    return static_cast<int>(names.size());
+}
+
+int DiskManager::scanFiles(char const* dir, IFileScanAction* action, char const* pattern) {
+    std::vector<std::string> names;
+    if (!NS_DiskManager::listNames(dir, NS_DiskManager::Kind::kFile, pattern, names)) return -1;
+    if (action != nullptr)
+        for (std::string const& name : names) action->doAction(name.c_str());
+    return static_cast<int>(names.size());
+}
+
+int DiskManager::getDirList(char const* dir, std::vector<std::string>& list) {
+    std::vector<std::string> names;
+    if (!NS_DiskManager::listNames(dir, NS_DiskManager::Kind::kDir, nullptr, names)) return -1;
+    list.insert(list.end(), names.begin(), names.end());
+    return static_cast<int>(names.size());
+}
+
+int DiskManager::renameFile(char const* from, char const* to) {
+    if (from == nullptr || to == nullptr) return 0;
+    return ::rename(from, to) == 0 ? 1 : 0;
+}
+
+bool DiskManager::deleteFile(char const* path) {
+    if (path == nullptr) return false;
+    return ::unlink(path) == 0;
+}
+
+bool DiskManager::deleteFile(char const* path, bool recursive) {
+    if (path == nullptr) return false;
+    if (!recursive) return deleteFile(path);
+    struct stat info {};
+    if (lstat(path, &info) != 0) return false;
+    if (!S_ISDIR(info.st_mode)) return ::unlink(path) == 0;
+    return nftw(path, &NS_DiskManager::removeEntry, 16, FTW_DEPTH | FTW_PHYS) == 0;
+}
+
+int DiskManager::createEmptyFile(char const* path) {
+    if (path == nullptr) return 0;
+    int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) return 0;
+    ::close(fd);
+    return 1;
+}
+
+int DiskManager::removeDir(char const* path) {
+    if (path == nullptr) return 0;
+    return ::rmdir(path) == 0 ? 1 : 0;
+}
+
+int DiskManager::createDir(char const* path) {
+    if (path == nullptr || *path == '\0') return 0;
+    std::string full(path);
+    for (size_t pos = 1; pos <= full.size(); ++pos) {
+        if (pos != full.size() && full[pos] != '/') continue;
+        std::string part = full.substr(0, pos);
+        if (part.empty() || part.back() == '/') continue;
+        if (::mkdir(part.c_str(), 0755) != 0 && errno != EEXIST) return 0;
+    }
+    return isDirExist(path) ? 1 : 0;
+}
+
+int DiskManager::isFileExist(char const* path) {
+    if (path == nullptr) return 0;
+    struct stat info {};
+    return ::stat(path, &info) == 0 ? 1 : 0;
+}
+
+int DiskManager::createSizedFile(char const* path, long long size, int) {
+    if (path == nullptr || size < 0) return -1;
+    int fd = ::open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) return -1;
+    bool ok = true;
+    if (size > 0) {
+        int result = posix_fallocate(fd, 0, static_cast<off_t>(size));
+        // File systems without fallocate (some card formats) get real zeros.
+        if (result == EOPNOTSUPP || result == EINVAL || result == ENOSYS)
+            ok = NS_DiskManager::writeZeros(fd, size);
+        else
+            ok = result == 0;
+    }
+    if (ok) ok = ::ftruncate(fd, static_cast<off_t>(size)) == 0;
+    if (ok) ok = ::fdatasync(fd) == 0;
+    ::close(fd);
+    if (!ok) {
+        ::unlink(path);
+        return -1;
+    }
+    return 0;
+}
+
+int DiskManager::isDirExist(char const* path) {
+    if (path == nullptr) return 0;
+    struct stat info {};
+    if (::stat(path, &info) != 0) return 0;
+    return S_ISDIR(info.st_mode) ? 1 : 0;
+}

@@ -1,0 +1,14 @@
+#include "host/GlobalEnv.h"
+
+#include <cstdlib>
+#include <cstring>
+
+GlobalEnv::GlobalEnv() : m_bPrintFlag(false) {
+    char const* env = std::getenv("RECSTORE_PRINT");
+    if (env != nullptr && std::strcmp(env, "1") == 0) m_bPrintFlag.store(true);
+}
+
+GlobalEnv* GlobalEnv::getInstance() {
+    static GlobalEnv* instance = new GlobalEnv();
+    return instance;
+}

@@ -1,0 +1,54 @@
+#ifndef HOST_IDISKMANAGER_H
+#define HOST_IDISKMANAGER_H
+
+#include <string>
+#include <vector>
+
+#include "host/IFileScanAction.h"
+
+// File and folder services of one kind of disk. Implementations are shared by
+// every thread of the process and hold no per-call state. Paths are absolute.
+// Filters and patterns are shell globs ("*.ts*", "*_*", "*.index"); null or
+// "" matches everything. Names handed back are bare names, without folder.
+class IDiskManager {
+public:
+    virtual ~IDiskManager() = default;
+
+    // Total and used MiB of the file system that holds `path`; 0 on success,
+    // negative on failure.
+    virtual int getDiskSpace(char const* path, long long& totalMiB, long long& usedMiB) = 0;
+    // Appends the names of the regular files of `dir` that fit `filter`,
+    // sorted by name, at most `limit` (0: all). Answers the number appended,
+    // negative if `dir` cannot be listed.
+    virtual int getFileList(char const* dir, std::vector<std::string>& list, char const* filter,
+                            int limit) = 0;
+    // Calls action->doAction for each regular file of `dir` that fits
+    // `pattern`, in name order. Answers the number of calls, negative if `dir`
+    // cannot be listed.
+    virtual int scanFiles(char const* dir, IFileScanAction* action, char const* pattern) = 0;
+    // Appends the names of the sub-folders of `dir`, sorted. Answers the
+    // number appended, negative if `dir` cannot be listed.
+    virtual int getDirList(char const* dir, std::vector<std::string>& list) = 0;
+    // rename(2), replacing a file at `to`; non-zero on success.
+    virtual int renameFile(char const* from, char const* to) = 0;
+    // Removes a file; true on success.
+    virtual bool deleteFile(char const* path) = 0;
+    // Creates an empty file, truncating one that exists; non-zero on success.
+    virtual int createEmptyFile(char const* path) = 0;
+    // Removes an empty folder; non-zero on success.
+    virtual int removeDir(char const* path) = 0;
+    // Creates the folder and its parents if needed (mkdir -p); non-zero on
+    // success, also when it already exists.
+    virtual int createDir(char const* path) = 0;
+    // 1 if something exists at `path`, else 0.
+    virtual int isFileExist(char const* path) = 0;
+    // A file of exactly `size` bytes whose blocks are really allocated
+    // (posix_fallocate, else zeros written), synced; a file already there is
+    // replaced. `flag` is unused.
+    // 0 on success; on failure negative, and no partial file is left.
+    virtual int createSizedFile(char const* path, long long size, int flag) = 0;
+    // Non-zero if `path` is a folder, 0 if missing or not a folder.
+    virtual int isDirExist(char const* path) = 0;
+};
+
+#endif

@@ -1,0 +1,183 @@
+#include "index/IRecordIndexInfoParser.h"
+
+#include "host/Logger.h"
+
+namespace NS_IRecordIndexInfoParser {
+char const* const kLogName = "RecordIndexInfoParser";
+}  // namespace NS_IRecordIndexInfoParser
+
+bool IRecordIndexInfoParser::nextItem(WalkItem& item) {
+    int limit = getWalkLimit();
+    int offset = item.nNext;
+    while (offset >= 0 && offset < limit) {
+        RecordIndexCodec::ItemInfo info;
+        int length = 0;
+        ReadResult result = readItem(m_pszIndexInfo + offset, limit - offset, info, length);
+        if (result == kEndOfWalk || length <= 0) break;
+        if (result == kSkip) {
+            offset += length;
+            continue;
+        }
+        item.nFilePos += item.nDataLength;
+        item.nTime = info.bLong ? info.nTimeInterval : item.nTime + info.nTimeInterval;
+        item.nOffset = offset;
+        item.nItemLength = length;
+        item.bLong = info.bLong;
+        item.nTimeInterval = info.nTimeInterval;
+        item.nDataLength = info.nDataLength;
+        item.nTimeLength = info.nTimeLength;
+        item.bLocked = info.bLocked;
+        item.nIndexType = info.nIndexType;
+        item.bAlarm = info.bAlarm;
+        item.nCount += 1;
+        item.nNext = offset + length;
+        return true;
+    }
+    item.nNext = limit;
+    return false;
+}
+
+int IRecordIndexInfoParser::getValidDataLength() {
+    int total = 0;
+    WalkItem item;
+    while (nextItem(item)) total += item.nDataLength;
+    return total;
+}
+
+int IRecordIndexInfoParser::getRecordFileTimeInterval() {
+    WalkItem item;
+    while (nextItem(item)) {
+    }
+    return item.nCount == 0 ? 0 : item.nTime + item.nTimeLength;
+}
+
+int IRecordIndexInfoParser::getRecordFileTimeSegmentList(std::map<int, int>& segments,
+                                                          int& nInterval, int& nDataLength) {
+    bool running = false;
+    int start = 0;
+    int dataLength = 0;
+    WalkItem item;
+    int prevEnd = 0;  // t + time length of the previous item
+    while (nextItem(item)) {
+        dataLength += item.nDataLength;
+        if (item.bLong) {
+            // A long item follows a gap of unknown content: the span so far
+            // ends with the previous item.
+            if (running) segments.insert(std::make_pair(start, prevEnd));
+            running = item.nIndexType == 1;
+            start = item.nTime;
+        } else if (!running && item.nIndexType == 1) {
+            running = true;
+            start = item.nTime;
+        }
+        prevEnd = item.nTime + item.nTimeLength;
+    }
+    int interval = item.nCount == 0 ? 0 : prevEnd;
+    // An empty last span is not a span; an entry with nothing else then has
+    // no playable time at all.
+    if (running && start != interval) segments.insert(std::make_pair(start, interval));
+    if (running && start == interval && segments.empty()) interval = 0;
+    nInterval = interval;
+    nDataLength = dataLength;
+    return 1;
+}
+
+int IRecordIndexInfoParser::getRecordFileSizeAndTimeInfo(int& nDataLength, int& nTime,
+                                                          int& nInterval) {
+    int dataLength = 0;
+    int time = 0;
+    int longItems = 0;
+    int prevTimeLength = 0;
+    WalkItem item;
+    while (nextItem(item)) {
+        dataLength += item.nDataLength;
+        if (item.bLong) {
+            ++longItems;
+            if (item.nCount > 1) time += prevTimeLength;
+        } else {
+            time += item.nTimeInterval;
+        }
+        prevTimeLength = item.nTimeLength;
+    }
+    if (item.nCount > 0) time += 1 + longItems + item.nTimeLength;
+    nDataLength = dataLength;
+    nTime = time;
+    nInterval = item.nCount == 0 ? 0 : item.nTime + item.nTimeLength;
+    return 1;
+}
+
+int IRecordIndexInfoParser::setIndexInfo(char* pszIndexInfo, int nLength, long long nBeginTime) {
+    m_pszIndexInfo = pszIndexInfo;
+    m_nIndexInfoLen = (pszIndexInfo == nullptr || nLength < 0) ? 0 : nLength;
+    m_nBeginTime = nBeginTime;
+    return 1;
+}
+
+int IRecordIndexInfoParser::checkFileIsLocked() {
+    WalkItem item;
+    while (nextItem(item)) {
+        if (item.bLocked) return 1;
+    }
+    return 0;
+}
+
+int IRecordIndexInfoParser::lockFile(long long nBegin, long long nEnd) {
+    int count = 0;
+    WalkItem item;
+    while (nextItem(item)) {
+        long long begin = m_nBeginTime + item.nTime;
+        if (begin < nBegin || begin > nEnd) continue;
+        RecordIndexCodec::setLockBit(reinterpret_cast<unsigned char*>(m_pszIndexInfo + item.nOffset), true);
+        ++count;
+    }
+    return count;
+}
+
+int IRecordIndexInfoParser::unLockFile(long long nBegin, long long nEnd) {
+    int count = 0;
+    WalkItem item;
+    while (nextItem(item)) {
+        long long begin = m_nBeginTime + item.nTime;
+        if (begin < nBegin || begin + item.nTimeLength > nEnd) continue;
+        RecordIndexCodec::setLockBit(reinterpret_cast<unsigned char*>(m_pszIndexInfo + item.nOffset), false);
+        ++count;
+    }
+    return count;
+}
+
+int IRecordIndexInfoParser::isIndexInfoNeedRepaire(int) { return 0; }
+
+int IRecordIndexInfoParser::getIndexEndPosByStep(char const* buffer, int nLength, int nShortSize,
+                                                 int nLongSize, int& nResult) {
+    nResult = 1;
+    if (buffer == nullptr || nLength <= 0) return -1;
+    unsigned char const* p = reinterpret_cast<unsigned char const*>(buffer);
+    int pos = 0;
+    int end = 0;
+    while (true) {
+        unsigned char b = p[pos];
+        if (b == RecordIndexCodec::kEndOfData) {
+            end = pos;
+            break;
+        }
+        if (b == 0x00) {
+            bool nextHead = nLength - pos >= 4 && p[pos + 1] == 0 && p[pos + 2] == 0 &&
+                            p[pos + 3] == RecordIndexCodec::kStartCodeLast;
+            if (nLength - pos < 4 || nextHead) {
+                end = pos;
+                break;
+            }
+        }
+        int step = b == RecordIndexCodec::kLongItemMark ? nLongSize : nShortSize;
+        if (pos + step >= nLength) {
+            end = pos + step == nLength ? nLength : pos;
+            break;
+        }
+        pos += step;
+    }
+    return end - 1;
+}
+
+void IRecordIndexInfoParser::writeLog(char const* text, char const* file, int line) {
+    Logger::writeLog(NS_IRecordIndexInfoParser::kLogName, text, file, line);
+}

@@ -1,0 +1,26 @@
+#include "index/RecordIndexInfoParserV2.h"
+
+int RecordIndexInfoParserV2::getIndexEndPos(char* buffer, int nLength, int& nResult) {
+    return getIndexEndPosByStep(buffer, nLength, RecordIndexCodec::kShortItemSizeV2,
+                                RecordIndexCodec::kLongItemSizeV2, nResult);
+}
+
+IRecordIndexInfoParser::ReadResult RecordIndexInfoParserV2::readItem(
+    char* p, int nRemaining, RecordIndexCodec::ItemInfo& item, int& nLength) {
+    if (nRemaining < 1) return kEndOfWalk;
+    unsigned char first = static_cast<unsigned char>(p[0]);
+    if (first == RecordIndexCodec::kEndOfData) return kEndOfWalk;
+    // This version has only the unbounded parse: check the size first.
+    if (nRemaining < RecordIndexCodec::getItemSize(RecordIndexCodec::kIndexVersion2, first)) {
+        return kEndOfWalk;
+    }
+    m_itemParser.parse(p, nLength);
+    item.bLong = m_itemParser.isLongItem();
+    item.nTimeInterval = m_itemParser.getTimeInterval();
+    item.nDataLength = m_itemParser.getDataLength();
+    item.nTimeLength = m_itemParser.getTimeLength();
+    item.bLocked = m_itemParser.isLocked();
+    item.nIndexType = m_itemParser.getIndexType();
+    item.bAlarm = m_itemParser.isAlarm();
+    return kItem;
+}

@@ -1,0 +1,221 @@
+#include "tests/support/FaultPlan.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+// Arms a counted fault `n` calls after `done`.
+int target(int done, int n) { return done + (n < 1 ? 1 : n); }
+
+bool take(std::map<int, bool>& faults, int call) {
+    auto found = faults.find(call);
+    if (found == faults.end()) return false;
+    faults.erase(found);
+    return true;
+}
+
+}  // namespace
+
+void FaultPlan::failWriteAt(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_writeFaults[target(m_nWriteCalls, n)] = std::make_pair(WriteFault::kFail, 0);
+}
+
+void FaultPlan::shortWriteAt(int n, int bytes) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_writeFaults[target(m_nWriteCalls, n)] = std::make_pair(WriteFault::kShort, bytes);
+}
+
+void FaultPlan::throwOnWriteAt(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_writeFaults[target(m_nWriteCalls, n)] = std::make_pair(WriteFault::kThrow, 0);
+}
+
+void FaultPlan::setWriteDelay(int milliseconds) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nWriteDelayMs = milliseconds < 0 ? 0 : milliseconds;
+}
+
+void FaultPlan::hang() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bHung = true;
+}
+
+void FaultPlan::release() {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_bHung = false;
+    }
+    m_released.notify_all();
+}
+
+int FaultPlan::hungWriters() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nHungWriters;
+}
+
+void FaultPlan::setDiskFull(bool full) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bDiskFull = full;
+}
+
+bool FaultPlan::isDiskFull() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_bDiskFull;
+}
+
+void FaultPlan::failFlushAt(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_flushFaults[target(m_nFlushCalls, n)] = true;
+}
+
+void FaultPlan::failOpenAt(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_openFaults[target(m_nOpenCalls, n)] = true;
+}
+
+void FaultPlan::failCreateSizedFileAt(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_diskOpFaults["createSizedFile"][target(m_diskOpCalls["createSizedFile"], n)] = true;
+}
+
+void FaultPlan::failRenameAt(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_diskOpFaults["rename"][target(m_diskOpCalls["rename"], n)] = true;
+}
+
+void FaultPlan::failCreateDirAt(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_diskOpFaults["createDir"][target(m_diskOpCalls["createDir"], n)] = true;
+}
+
+void FaultPlan::vanish() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bVanished = true;
+}
+
+void FaultPlan::restore() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bVanished = false;
+}
+
+bool FaultPlan::isVanished() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_bVanished;
+}
+
+int FaultPlan::writeCalls() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nWriteCalls;
+}
+
+int FaultPlan::flushCalls() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nFlushCalls;
+}
+
+int FaultPlan::openCalls() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nOpenCalls;
+}
+
+FaultPlan::WriteFault FaultPlan::beforeWrite(int& shortBytes) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (m_nWriteDelayMs > 0) {
+        int delay = m_nWriteDelayMs;
+        lock.unlock();
+        std::this_thread::sleep_for(std::chrono::milliseconds(delay));
+        lock.lock();
+    }
+    if (m_bHung) {
+        ++m_nHungWriters;
+        m_released.wait(lock, [this]() { return !m_bHung; });
+        --m_nHungWriters;
+    }
+    int call = ++m_nWriteCalls;
+    auto found = m_writeFaults.find(call);
+    if (found != m_writeFaults.end()) {
+        WriteFault fault = found->second.first;
+        shortBytes = found->second.second;
+        m_writeFaults.erase(found);
+        return fault;
+    }
+    if (m_bVanished || m_bDiskFull) return WriteFault::kFail;
+    return WriteFault::kNone;
+}
+
+bool FaultPlan::beforeFlush() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    int call = ++m_nFlushCalls;
+    if (take(m_flushFaults, call)) return false;
+    return !m_bVanished;
+}
+
+bool FaultPlan::beforeOpen() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    int call = ++m_nOpenCalls;
+    if (take(m_openFaults, call)) return false;
+    return !m_bVanished;
+}
+
+bool FaultPlan::diskOpFails(char const* op) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    int call = ++m_diskOpCalls[op];
+    if (take(m_diskOpFaults[op], call)) return true;
+    return m_bVanished;
+}
+
+bool FaultPlan::noteOpened(std::string const& path, FileKey& key) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return false;
+    key = FileKey(static_cast<unsigned long long>(info.st_dev),
+                  static_cast<unsigned long long>(info.st_ino));
+    if (m_shadows.count(key) != 0) return true;
+    auto file = std::make_shared<PosixFile>();
+    if (!file->open(path.c_str(), IFile::kModeReadWrite)) return false;
+    Shadow& shadow = m_shadows[key];
+    shadow.m_pFile = file;
+    shadow.m_nDurableLength = file->getLength();
+    return true;
+}
+
+void FaultPlan::noteWrite(FileKey const& key, long long offset, int length) {
+    auto found = m_shadows.find(key);
+    if (found == m_shadows.end() || length <= 0) return;
+    Shadow& shadow = found->second;
+    long long fileLength = shadow.m_pFile->getLength();
+    // Bytes past the durable length vanish by truncation; only older bytes
+    // need saving.
+    long long end = std::min(offset + length, std::min(fileLength, shadow.m_nDurableLength));
+    if (end <= offset) return;
+    std::string old(static_cast<size_t>(end - offset), '\0');
+    int got = shadow.m_pFile->readAt(offset, &old[0], static_cast<int>(old.size()));
+    if (got <= 0) return;
+    old.resize(static_cast<size_t>(got));
+    shadow.m_undo.emplace_back(offset, old);
+}
+
+void FaultPlan::noteFlushed(FileKey const& key) {
+    auto found = m_shadows.find(key);
+    if (found == m_shadows.end()) return;
+    found->second.m_undo.clear();
+    found->second.m_nDurableLength = found->second.m_pFile->getLength();
+}
+
+void FaultPlan::powerCut() {
+    std::lock_guard<std::mutex> lock(m_shadowMutex);
+    for (auto& entry : m_shadows) {
+        Shadow& shadow = entry.second;
+        for (auto undo = shadow.m_undo.rbegin(); undo != shadow.m_undo.rend(); ++undo) {
+            shadow.m_pFile->seek(undo->first, SEEK_SET);
+            shadow.m_pFile->write(undo->second.data(), static_cast<int>(undo->second.size()));
+        }
+        shadow.m_undo.clear();
+        shadow.m_pFile->truncate(shadow.m_nDurableLength);
+        shadow.m_pFile->flush();
+    }
+}

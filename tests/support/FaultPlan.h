@@ -1,0 +1,119 @@
+#ifndef TESTS_SUPPORT_FAULTPLAN_H
+#define TESTS_SUPPORT_FAULTPLAN_H
+
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "host/PosixFile.h"
+
+// The faults of one test, shared by every FaultInjectingFile and
+// FaultInjectingDiskManager made for it. Thread-safe.
+//
+// Counted faults are armed relative to now: failWriteAt(1) makes the next
+// write call fail, whichever file of the plan makes it. Each counted fault
+// fires once.
+class FaultPlan {
+public:
+    enum class WriteFault { kNone, kFail, kShort, kThrow };
+
+    FaultPlan() = default;
+
+    // Writes: the n-th write call from now answers -1 / writes only `bytes`
+    // and answers that / raises OVRuntimeError. Nothing is written for -1 or
+    // a throw.
+    void failWriteAt(int n);
+    void shortWriteAt(int n, int bytes);
+    void throwOnWriteAt(int n);
+    // A slow disk: every write sleeps this long first.
+    void setWriteDelay(int milliseconds);
+    // A hung disk: writes block (before writing) until release().
+    void hang();
+    void release();
+    // Number of writes blocked in hang() right now.
+    int hungWriters();
+    // A full disk: writes answer -1, createSizedFile fails, getDiskSpace
+    // reports no free space.
+    void setDiskFull(bool full);
+
+    // The n-th flush call from now answers false (nothing is made durable).
+    void failFlushAt(int n);
+    // The n-th open call from now answers false.
+    void failOpenAt(int n);
+
+    // Disk-manager operations: the n-th call from now of that operation fails.
+    void failCreateSizedFileAt(int n);
+    void failRenameAt(int n);
+    void failCreateDirAt(int n);
+
+    // The disk is gone: open false, read/write -1, seek/flush false, length
+    // -1, and every disk-manager operation fails or answers "missing".
+    void vanish();
+    void restore();
+    bool isVanished();
+
+    // Power cut: every file written through the plan gets back the bytes and
+    // length it had at its last successful flush (or when the plan first
+    // opened it). Folder operations (rename, create, delete) are taken as
+    // durable. Open files stay open.
+    void powerCut();
+
+    int writeCalls();
+    int flushCalls();
+    int openCalls();
+
+    // Used by the injecting file and disk manager.
+    // Applies delay and hang, counts the call and answers the fault to inject
+    // (with the byte count for kShort).
+    WriteFault beforeWrite(int& shortBytes);
+    bool beforeFlush();  // false: inject a flush failure
+    bool beforeOpen();   // false: inject an open failure
+    bool diskOpFails(char const* op);  // "createSizedFile", "rename", "createDir"
+    bool isDiskFull();
+
+    // Undo log of one file, kept per inode across the objects that open it,
+    // so a rename after the writes does not lose it. The three note calls
+    // need the shadow lock (lockShadows); a writer holds it across capture
+    // and write so that undo order is write order for the whole plan.
+    using FileKey = std::pair<unsigned long long, unsigned long long>;  // device, inode
+    std::unique_lock<std::mutex> lockShadows() { return std::unique_lock<std::mutex>(m_shadowMutex); }
+    // Registers a file opened for writing; its current contents count as
+    // durable if the plan has not seen it before. Shadow lock held.
+    bool noteOpened(std::string const& path, FileKey& key);
+    // Saves the bytes at [offset, offset + length) that a write is about to
+    // replace. Shadow lock held.
+    void noteWrite(FileKey const& key, long long offset, int length);
+    // The file's current contents are durable. Shadow lock held.
+    void noteFlushed(FileKey const& key);
+
+private:
+    struct Shadow {
+        std::shared_ptr<PosixFile> m_pFile;  // own descriptor: follows renames
+        long long m_nDurableLength = 0;
+        std::vector<std::pair<long long, std::string>> m_undo;  // oldest first
+    };
+
+    std::mutex m_mutex;  // guards the counters and faults below
+    std::condition_variable m_released;
+    int m_nWriteCalls = 0;
+    int m_nFlushCalls = 0;
+    int m_nOpenCalls = 0;
+    std::map<int, std::pair<WriteFault, int>> m_writeFaults;  // call number -> fault, bytes
+    std::map<int, bool> m_flushFaults;
+    std::map<int, bool> m_openFaults;
+    std::map<std::string, int> m_diskOpCalls;
+    std::map<std::string, std::map<int, bool>> m_diskOpFaults;
+    int m_nWriteDelayMs = 0;
+    bool m_bHung = false;
+    int m_nHungWriters = 0;
+    bool m_bVanished = false;
+    bool m_bDiskFull = false;
+
+    std::mutex m_shadowMutex;  // guards m_shadows; taken after m_mutex, never before
+    std::map<FileKey, Shadow> m_shadows;
+};
+
+#endif

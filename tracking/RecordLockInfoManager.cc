@@ -1,0 +1,51 @@
+#include "tracking/RecordLockInfoManager.h"
+
+#include <cstdio>
+
+#include "host/HostPaths.h"
+#include "host/OVLogger.h"
+#include "host/Property.h"
+
+namespace NS_RecordLockInfoManager {
+constexpr char const* kThresholdKey = "FileLockThreshold";
+constexpr unsigned int kLogLimit = 5120;
+constexpr unsigned int kLogFiles = 2;
+}  // namespace NS_RecordLockInfoManager
+
+std::string FileLockConfigureParser::getConfigFileName() {
+    return HostPaths::getCodeConfigDir() + "/FileLockConfigure.xml";
+}
+
+int FileLockConfigureParser::parser() {
+    Property property(getConfigFileName());
+    if (!property.open()) return 0;
+    int percent = 0;
+    if (property.get(NS_RecordLockInfoManager::kThresholdKey, percent)) m_dThreshold = percent / 100.0;
+    property.close();
+    return 1;
+}
+
+bool FileLockConfigureParser::update(int percent) {
+    m_dThreshold = percent / 100.0;
+    Property property(getConfigFileName());
+    property.open();
+    property.set(NS_RecordLockInfoManager::kThresholdKey, percent);
+    bool persisted = property.persist();
+    property.close();
+    if (!persisted) return false;
+    OVLogger logger;
+    std::string file = HostPaths::getLogDir() + "/fileLockConfigure.log";
+    logger.init(file.c_str(), NS_RecordLockInfoManager::kLogLimit, NS_RecordLockInfoManager::kLogFiles);
+    char text[64];
+    std::snprintf(text, sizeof(text), "update threshold : %d", percent);
+    logger.writeLog("FileLockConfigureParser", text);
+    return true;
+}
+
+int RecordLockInfoManager::getRecordLockInfo(RecordDirInfoEx const&, std::string const&,
+                                             std::string const&, int& lockFileNum,
+                                             int& deletedStatus) {
+    lockFileNum = 0;
+    deletedStatus = 2;
+    return 1;
+}
