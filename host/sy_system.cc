@@ -39,7 +39,9 @@ int sy_system(char const* command, int timeoutSeconds) {
         if (done < 0 && errno != EINTR) return -1;
         struct timespec now {};
         clock_gettime(CLOCK_MONOTONIC, &now);
-        if (now.tv_sec - start.tv_sec >= timeoutSeconds) {
+        long long elapsedMs = (static_cast<long long>(now.tv_sec) - start.tv_sec) * 1000LL +
+                              (now.tv_nsec - start.tv_nsec) / 1000000;
+        if (elapsedMs >= timeoutSeconds * 1000LL) {
             kill(child, SIGKILL);
             while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
             }

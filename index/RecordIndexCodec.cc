@@ -41,9 +41,10 @@ void RecordIndexCodec::writeLE(unsigned char* bytes, std::uint64_t value, int nL
 int RecordIndexCodec::encodeHead(HeadInfo const& info, char* out, int nCapacity) {
     if (info.strFileName.find(static_cast<char>(kNameTerminator)) != std::string::npos) return -1;
     int nameLength = static_cast<int>(info.strFileName.size());
-    if (nameLength + 1 + kTailSize + kFramingSize > nCapacity) return -1;
+    if (nameLength + kTailSize + kFramingSize > nCapacity) return -1;
 
-    std::vector<unsigned char> payload(nameLength + 1 + kTailSize, 0);
+    // The tail begins with the comma.
+    std::vector<unsigned char> payload(nameLength + kTailSize, 0);
     std::memcpy(payload.data(), info.strFileName.data(), nameLength);
     unsigned char* tail = payload.data() + nameLength;
     tail[0] = kNameTerminator;

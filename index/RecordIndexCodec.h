@@ -114,7 +114,7 @@ public:
     static int filter(char* buffer, int nLength);
     // Decodes a raw head (start code to end code). False when it is shorter
     // than 6 bytes, holds no comma behind the start code, or the tail does
-    // not fit; info is then unspecified.
+    // not fit; info is then left alone.
     static bool decodeHead(char const* rawHead, int nLength, HeadInfo& info);
     // The version byte read without unescaping; -1 for a head too short.
     static int getRawIndexVersion(char const* rawHead, int nLength);

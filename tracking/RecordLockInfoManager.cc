@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "foundation/EncoderType.h"
+#include "host/DiskManagerFactory.h"
 #include "host/HostPaths.h"
 #include "host/OVLogger.h"
 #include "host/Property.h"
@@ -27,6 +29,8 @@ int FileLockConfigureParser::parser() {
 
 bool FileLockConfigureParser::update(int percent) {
     m_dThreshold = percent / 100.0;
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(DiskKind::kLocal, 0);
+    if (disk == nullptr || !disk->createDir(HostPaths::getCodeConfigDir().c_str())) return false;
     Property property(getConfigFileName());
     property.open();
     property.set(NS_RecordLockInfoManager::kThresholdKey, percent);

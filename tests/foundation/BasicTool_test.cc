@@ -115,23 +115,6 @@ TEST_F(BasicToolTest, DatesFollowLocalTimeAndParseWithoutRangeCheck) {
     EXPECT_FALSE(BasicTool::getDateByDateString("empty", dateTime));
 }
 
-TEST_F(BasicToolTest, PathsOfTheTree) {
-    RecordDirInfoEx dirInfo;
-    dirInfo.setRecordRootDir("/hd1/p1");
-    EXPECT_EQ("/hd1/p1/snapshot/d/2024-01-01",
-              BasicTool::getWholeDateDir(dirInfo, BasicTool::kSnapshotDirName, "d", "2024-01-01"));
-    EXPECT_EQ("/r/record/d/2024-01-01/f.ts", BasicTool::createWholeFileName(1, "/r", "d", "2024-01-01", "f.ts"));
-    EXPECT_EQ("/r/snapshot/d/2024-01-01/f", BasicTool::createWholeFileName(0, "/r", "d", "2024-01-01", "f"));
-    EXPECT_EQ("/r/record/empty", BasicTool::getRecordEmptyDir("/r"));
-    std::string path;
-    std::string name;
-    EXPECT_TRUE(BasicTool::splitFilePathAndName("/r/record/d/f.ts", path, name));
-    EXPECT_EQ("/r/record/d", path);
-    EXPECT_EQ("f.ts", name);
-    EXPECT_FALSE(BasicTool::splitFilePathAndName("f.ts", path, name));
-    EXPECT_EQ("", path);
-}
-
 TEST_F(BasicToolTest, ByteOrderOfBothCodecs) {
     unsigned char bytes[8] = {};
     BasicTool::toBytes(bytes, 0x01020304, 4);

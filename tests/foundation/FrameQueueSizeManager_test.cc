@@ -9,7 +9,7 @@
 
 namespace {
 
-int const kThreeMiB = 3 * 1048576;
+int const kMiB = 1048576;
 
 class FrameQueueSizeManagerTest : public ::testing::Test {
 protected:
@@ -17,13 +17,12 @@ protected:
         ASSERT_TRUE(m_temp.writeFile("hd1/program/config/TSFrameQueueConfig.ini", text));
     }
 
-    // Runs f with standard output captured into m_strPrinted.
-    template <typename F>
-    int printed(F f) {
+    // The size for nChannels; what was printed goes to m_strPrinted.
+    int sizeFor(int nChannels) {
         testing::internal::CaptureStdout();
-        int const result = f();
+        int const size = FrameQueueSizeManager::getFrameQueueSize(nChannels);
         m_strPrinted = testing::internal::GetCapturedStdout();
-        return result;
+        return size;
     }
 
     TempDir m_temp;
@@ -33,41 +32,27 @@ protected:
 
 TEST_F(FrameQueueSizeManagerTest, ChannelCountPicksTheKey) {
     writeConfig("04ChunnelSize=1\n08ChunnelSize=2\n16ChunnelSize=4\n32ChunnelSize=8\n");
-    EXPECT_EQ(1 * 1048576, FrameQueueSizeManager::getFrameQueueSize(0));
-    EXPECT_EQ(1 * 1048576, FrameQueueSizeManager::getFrameQueueSize(4));
-    EXPECT_EQ(2 * 1048576, FrameQueueSizeManager::getFrameQueueSize(5));
-    EXPECT_EQ(2 * 1048576, FrameQueueSizeManager::getFrameQueueSize(8));
-    EXPECT_EQ(4 * 1048576, FrameQueueSizeManager::getFrameQueueSize(9));
-    EXPECT_EQ(4 * 1048576, FrameQueueSizeManager::getFrameQueueSize(16));
-    EXPECT_EQ(8 * 1048576, FrameQueueSizeManager::getFrameQueueSize(17));
-    EXPECT_EQ(8 * 1048576, FrameQueueSizeManager::getFrameQueueSize(32));
-    EXPECT_EQ(kThreeMiB, FrameQueueSizeManager::getFrameQueueSize(33));
+    int const expected[][2] = {{0, 1}, {4, 1}, {5, 2}, {8, 2}, {9, 4}, {16, 4}, {17, 8}, {32, 8}, {33, 3}};
+    for (auto const& row : expected) EXPECT_EQ(row[1] * kMiB, sizeFor(row[0])) << row[0];
+    EXPECT_EQ("", m_strPrinted);
 }
 
 TEST_F(FrameQueueSizeManagerTest, OnlyOneToTenMiBCount) {
-    writeConfig("16ChunnelSize=11\n");
-    EXPECT_EQ(kThreeMiB, FrameQueueSizeManager::getTSFrameQueueSizeByConfig("16ChunnelSize"));
-    writeConfig("16ChunnelSize=10\n");
-    EXPECT_EQ(10485760, FrameQueueSizeManager::getTSFrameQueueSizeByConfig("16ChunnelSize"));
-    writeConfig("16ChunnelSize=1\n");
-    EXPECT_EQ(1048576, FrameQueueSizeManager::getTSFrameQueueSizeByConfig("16ChunnelSize"));
-    writeConfig("16ChunnelSize=0\n");
-    EXPECT_EQ(kThreeMiB, FrameQueueSizeManager::getTSFrameQueueSizeByConfig("16ChunnelSize"));
-    writeConfig("16ChunnelSize=-4\n");
-    EXPECT_EQ(kThreeMiB, FrameQueueSizeManager::getTSFrameQueueSizeByConfig("16ChunnelSize"));
+    int const expected[][2] = {{11, 3}, {10, 10}, {1, 1}, {0, 3}, {-4, 3}};
+    for (auto const& row : expected) {
+        writeConfig("16ChunnelSize=" + std::to_string(row[0]) + "\n");
+        EXPECT_EQ(row[1] * kMiB, FrameQueueSizeManager::getTSFrameQueueSizeByConfig("16ChunnelSize"))
+            << row[0];
+    }
 }
 
-TEST_F(FrameQueueSizeManagerTest, AbsentKeyIsReportedAndGivesThreeMiB) {
+TEST_F(FrameQueueSizeManagerTest, AbsentKeyOrFileIsReportedAndGivesThreeMiB) {
+    EXPECT_EQ(3 * kMiB, sizeFor(4));
+    EXPECT_EQ("open " + m_temp.path("hd1/program/config/TSFrameQueueConfig.ini") + " failed \n",
+              m_strPrinted);
     writeConfig("04ChunnelSize=2\n");
-    EXPECT_EQ(kThreeMiB, printed([] { return FrameQueueSizeManager::getFrameQueueSize(12); }));
+    EXPECT_EQ(3 * kMiB, sizeFor(12));
     EXPECT_EQ("get MaxChunnelAbility04 failed  nSize:0\n", m_strPrinted);
-}
-
-TEST_F(FrameQueueSizeManagerTest, MissingFileIsReportedAndGivesThreeMiB) {
-    EXPECT_EQ(kThreeMiB, printed([] { return FrameQueueSizeManager::getFrameQueueSize(4); }));
-    EXPECT_EQ("open " + FrameQueueSizeManager::getConfigFileName() + " failed \n", m_strPrinted);
-    EXPECT_EQ(m_temp.path("hd1/program/config/TSFrameQueueConfig.ini"),
-              FrameQueueSizeManager::getConfigFileName());
 }
 
 }  // namespace

@@ -10,13 +10,17 @@ namespace {
 
 class StorageParameterManageTest : public ::testing::Test {
 protected:
-    void SetUp() override { parameters()->resetStorageParameter(); }
-    void TearDown() override { parameters()->resetStorageParameter(); }
+    void SetUp() override { params()->resetStorageParameter(); }
+    void TearDown() override { params()->resetStorageParameter(); }
 
-    static StorageParameterManage* parameters() { return StorageParameterManage::getInstance(); }
+    static StorageParameterManage* params() { return StorageParameterManage::getInstance(); }
 
-    void writeConfig(std::string const& text) {
-        ASSERT_TRUE(m_temp.writeFile("hd1/program/config/storageparam.ini", text));
+    // Writes the file and reads it; answers what was printed.
+    std::string load(std::string const& text) {
+        EXPECT_TRUE(m_temp.writeFile("hd1/program/config/storageparam.ini", text));
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(params()->initStorageParameter());
+        return testing::internal::GetCapturedStdout();
     }
 
     TempDir m_temp;
@@ -24,97 +28,58 @@ protected:
 };
 
 TEST_F(StorageParameterManageTest, MissingFileKeepsDefaults) {
-    EXPECT_FALSE(parameters()->initStorageParameter());
-    EXPECT_EQ(1, parameters()->getRecordServiceThreadMaxManageNum());
-    EXPECT_EQ(1000, parameters()->getRecordServiceThreadRunTimeInterval());
-    EXPECT_EQ(100, parameters()->getRecordFileUsePercent());
-    EXPECT_EQ(1, parameters()->getRecordFileUseMode());
-    EXPECT_EQ(2000, parameters()->getIndexReadTimeout());
-    EXPECT_EQ(2000, parameters()->getRecordReadTimeout());
-    EXPECT_EQ(600, parameters()->getTSFrameQueuePrintInterval());
-    EXPECT_EQ(0, parameters()->getDualDiskStoragePolicyFlag());
-    EXPECT_EQ(16, parameters()->getDiskReferenceCountLimit());
-    EXPECT_FALSE(parameters()->getKeepSceneFlag());
+    EXPECT_FALSE(params()->initStorageParameter());
+    EXPECT_EQ(1, params()->getRecordServiceThreadMaxManageNum());
+    EXPECT_EQ(1000, params()->getRecordServiceThreadRunTimeInterval());
+    EXPECT_EQ(100, params()->getRecordFileUsePercent());
+    EXPECT_EQ(1, params()->getRecordFileUseMode());
+    EXPECT_EQ(2000, params()->getIndexReadTimeout());
+    EXPECT_EQ(2000, params()->getRecordReadTimeout());
+    EXPECT_EQ(600, params()->getTSFrameQueuePrintInterval());
+    EXPECT_EQ(0, params()->getDualDiskStoragePolicyFlag());
+    EXPECT_EQ(16, params()->getDiskReferenceCountLimit());
+    EXPECT_FALSE(params()->getKeepSceneFlag());
 }
 
-TEST_F(StorageParameterManageTest, EveryKeyIsRead) {
-    writeConfig(
-        "StorageThreadMaxManagerNumber=4\n"
-        "StorageThreadRunTimeInterval=250\n"
-        "RecordFileUsePercent=90\n"
-        "RecordFileUseMode=-1\n"
-        "IndexReadTimeout=3000\n"
-        "RecordReadTimeout=4000\n"
-        "TSPrintInterval=60\n"
-        "DualDiskStoragePolicy=1\n"
-        "DiskReferenceCountLimit=2\n");
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(parameters()->initStorageParameter());
-    std::string const printed = testing::internal::GetCapturedStdout();
-    EXPECT_NE(std::string::npos, printed.find("DiskReferenceCountLimit = 2"));
-    EXPECT_NE(std::string::npos, printed.find("RecordFileUseMode = -1"));
-    EXPECT_EQ(4, parameters()->getRecordServiceThreadMaxManageNum());
-    EXPECT_EQ(250, parameters()->getRecordServiceThreadRunTimeInterval());
-    EXPECT_EQ(90, parameters()->getRecordFileUsePercent());
-    EXPECT_EQ(-1, parameters()->getRecordFileUseMode());
-    EXPECT_EQ(3000, parameters()->getIndexReadTimeout());
-    EXPECT_EQ(4000, parameters()->getRecordReadTimeout());
-    EXPECT_EQ(60, parameters()->getTSFrameQueuePrintInterval());
-    EXPECT_EQ(1, parameters()->getDualDiskStoragePolicyFlag());
-    EXPECT_EQ(2, parameters()->getDiskReferenceCountLimit());
+TEST_F(StorageParameterManageTest, EveryKeyIsReadAndPrinted) {
+    std::string const printed = load(
+        "StorageThreadMaxManagerNumber=4\nStorageThreadRunTimeInterval=250\n"
+        "RecordFileUsePercent=250\nRecordFileUseMode=-1\nIndexReadTimeout=3000\n"
+        "RecordReadTimeout=4000\nTSPrintInterval=60\nDualDiskStoragePolicy=1\n"
+        "DiskReferenceCountLimit=0\n");
+    EXPECT_NE(std::string::npos, printed.find("DiskReferenceCountLimit = 0"));
+    EXPECT_EQ(4, params()->getRecordServiceThreadMaxManageNum());
+    EXPECT_EQ(250, params()->getRecordServiceThreadRunTimeInterval());
+    EXPECT_EQ(250, params()->getRecordFileUsePercent());  // no range checks
+    EXPECT_EQ(-1, params()->getRecordFileUseMode());
+    EXPECT_EQ(3000, params()->getIndexReadTimeout());
+    EXPECT_EQ(4000, params()->getRecordReadTimeout());
+    EXPECT_EQ(60, params()->getTSFrameQueuePrintInterval());
+    EXPECT_EQ(1, params()->getDualDiskStoragePolicyFlag());
+    EXPECT_EQ(0, params()->getDiskReferenceCountLimit());
 }
 
 TEST_F(StorageParameterManageTest, AbsentOrBrokenKeysLeaveValuesAlone) {
-    writeConfig("# hand-made\nRecordFileUsePercent = 80\nIndexReadTimeout=soon\nUnknownKey=5\n");
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(parameters()->initStorageParameter());
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(80, parameters()->getRecordFileUsePercent());
-    EXPECT_EQ(2000, parameters()->getIndexReadTimeout());
-    EXPECT_EQ(16, parameters()->getDiskReferenceCountLimit());
-
-    // A second read over a file without the key keeps what the first one set.
-    writeConfig("TSPrintInterval=5\n");
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(parameters()->initStorageParameter());
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(80, parameters()->getRecordFileUsePercent());
-    EXPECT_EQ(5, parameters()->getTSFrameQueuePrintInterval());
-}
-
-TEST_F(StorageParameterManageTest, NoRangeChecks) {
-    writeConfig("RecordFileUsePercent=250\nDiskReferenceCountLimit=0\n");
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(parameters()->initStorageParameter());
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(250, parameters()->getRecordFileUsePercent());
-    EXPECT_EQ(0, parameters()->getDiskReferenceCountLimit());
+    params()->setKeepSceneFlag(true);
+    load("# hand-made\nRecordFileUsePercent = 80\nIndexReadTimeout=soon\nKeepSceneFlag=0\n");
+    EXPECT_EQ(80, params()->getRecordFileUsePercent());
+    EXPECT_EQ(2000, params()->getIndexReadTimeout());
+    EXPECT_TRUE(params()->getKeepSceneFlag());  // not a key of the file
+    // A second read without the key keeps what the first one set.
+    load("TSPrintInterval=5\n");
+    EXPECT_EQ(80, params()->getRecordFileUsePercent());
+    EXPECT_EQ(5, params()->getTSFrameQueuePrintInterval());
 }
 
 TEST_F(StorageParameterManageTest, DiskLimitReachesDiskRecords) {
-    writeConfig("DiskReferenceCountLimit=2\n");
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(parameters()->initStorageParameter());
-    testing::internal::GetCapturedStdout();
+    load("DiskReferenceCountLimit=2\n");
     RecordDiskInfoEx disk;
     EXPECT_EQ(16, disk.getReferenceLimit());
     disk.initDiskInfo();
-    EXPECT_EQ(2, disk.getReferenceLimit());
     disk.increaseReference();
     EXPECT_FALSE(disk.isOverAccessLimit());
     disk.increaseReference();
     EXPECT_TRUE(disk.isOverAccessLimit());
-}
-
-TEST_F(StorageParameterManageTest, KeepSceneFlagIsNotInTheFile) {
-    parameters()->setKeepSceneFlag(true);
-    writeConfig("KeepSceneFlag=0\n");
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(parameters()->initStorageParameter());
-    testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(parameters()->getKeepSceneFlag());
-    parameters()->resetStorageParameter();
-    EXPECT_FALSE(parameters()->getKeepSceneFlag());
 }
 
 }  // namespace

@@ -105,7 +105,7 @@ TEST(RecordIndexCodecTest, Version3EntryMatchesGoldenBytes) {
 
     Bytes golden = goldenHead(0x02);
     Bytes rest{
-        0xF1, 0xE0, 0x2A, 0x00, 0x6F, 0x2A, 0xD2, 0xBC,  // head CRC item: 42 bytes, CRC 0xBCD22A6F
+        0xF1, 0xE0, 0x29, 0x00, 0xD9, 0x8D, 0xE4, 0xA0,  // head CRC item: 41 bytes, CRC 0xA0E48DD9
         0x06, 0xE0, 0x64, 0x00,  // short: interval 0, I-frame, 2 s; no alarm; 100 packets
         0x26, 0xE1, 0x5A, 0x00,  // short: interval 2, I-frame, 2 s; alarm; 90 packets
         0xF0, 0x14, 0x00, 0x00,  // long: 20 s from the begin time
@@ -214,7 +214,7 @@ TEST(RecordIndexCodecTest, EscapingHidesEveryCodeAndFilterUndoesIt) {
 
         int filtered = Codec::filter(buffer.data(), framed);
         ASSERT_EQ(length + Codec::kFramingSize, filtered);
-        EXPECT_EQ(0, std::memcmp(buffer.data() + Codec::kStartCodeSize, payload.data(), length));
+        EXPECT_TRUE(std::equal(payload.begin(), payload.end(), buffer.begin() + Codec::kStartCodeSize));
     }
 }
 
@@ -222,7 +222,7 @@ TEST(RecordIndexCodecTest, HeadThatDoesNotFitIsRefusedAndBufferKept) {
     Codec::HeadInfo in = exampleHead(2);
     in.nWidth = 1;  // no zero runs in front of a 1..3 apart from those of the time
     in.nBeginTime = 0x7172737475767778LL;
-    in.strFileName = std::string(Codec::kHeadBufferSize - Codec::kTailSize - 1 - Codec::kFramingSize, 'n');
+    in.strFileName = std::string(Codec::kHeadBufferSize - Codec::kTailSize - Codec::kFramingSize, 'n');
     char buffer[Codec::kHeadBufferSize];
     EXPECT_EQ(Codec::kHeadBufferSize, Codec::encodeHead(in, buffer, sizeof(buffer)));
     in.strFileName += "n";
@@ -262,12 +262,12 @@ TEST(RecordIndexCodecTest, FindHeadSkipsFillerAndNeedsBothCodes) {
     int headLength = 0;
     ASSERT_TRUE(Codec::findHead(text, length, 0, begin, headLength));
     EXPECT_EQ(10, begin);
-    EXPECT_EQ(42, headLength);
+    EXPECT_EQ(41, headLength);
     ASSERT_TRUE(Codec::findHead(text, length, begin + headLength, begin, headLength));
-    EXPECT_EQ(10 + 42 + 6, begin);
-    EXPECT_EQ(42, headLength);
+    EXPECT_EQ(10 + 41 + 6, begin);
+    EXPECT_EQ(41, headLength);
     // A head whose end code is cut off is no head.
-    EXPECT_FALSE(Codec::findHead(text, length - 1, 10 + 42, begin, headLength));
+    EXPECT_FALSE(Codec::findHead(text, length - 1, 10 + 41, begin, headLength));
     EXPECT_FALSE(Codec::findHead(text, length, length, begin, headLength));
 }
 
