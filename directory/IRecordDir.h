@@ -6,6 +6,7 @@
 #include "foundation/RecordDirInfoEx.h"
 #include "foundation/RecordDirSpaceInfo.h"
 #include "foundation/RecordFileInfo.h"
+#include "foundation/RecordInfo.h"
 #include "foundation/SafePointer.h"
 #include "host/IAlarmListenerEx.h"
 #include "host/OVMutex.h"
@@ -33,6 +34,8 @@ public:
     virtual int startDetectionThread() = 0;
     virtual void stopDetectionThread() = 0;
     virtual void getRecordDirStatus(RecordDirInfoEx& info) = 0;
+    // How the device's next file is to be had (a FileRequestType).
+    virtual void setDeviceRequetType(RecordDeviceInfo const& device, int nType) = 0;
     // Takes a writer whose close may block on a failing disk.
     virtual void closeRecordWriter(SafePointer<IRecordWriter> const&) {}
     virtual bool isIOError() { return false; }
@@ -83,6 +86,7 @@ public:
     int startDetectionThread() override { return 0; }
     void stopDetectionThread() override {}
     void getRecordDirStatus(RecordDirInfoEx&) override {}
+    void setDeviceRequetType(RecordDeviceInfo const&, int) override {}
     bool isIOError() override { return true; }
 };
 

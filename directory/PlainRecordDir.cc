@@ -3,6 +3,7 @@
 #include "foundation/BasicTool.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
+#include "index/RecordFileIndexCreator.h"
 
 PlainRecordDir::PlainRecordDir(RecordDirInfoEx const& info) : IRecordDir(info) {}
 
@@ -37,17 +38,27 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
     IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
     if (disk == nullptr) return OV_RECORD_HD_NO_FILE;
     file->setRecordDirInfoEx(info);
-    file->setRecordFileLength(0);
-    file->setRecordEndTime(file->getRecordBeginTime());
+    RecordFileIndexCreator creator(info);
+    if (creator.createIndexFile(file) != 0) {
+        writeLog("createFile: index file failed", __LINE__);
+        return OV_RECORD_CREATE_INDEX_FAILED;
+    }
+    RecordDeviceInfo device;
+    device.setDeviceId(file->getDeviceId());
+    device.setDeviceIP(file->getDeviceIP());
+    device.setCameraId(file->getCameraId());
+    device.setRecordMode(file->getRecordMode());
+    if (!m_requests.isRequestNewFile(device) && creator.togetherRecordFile(file) == 0) return 0;
+
     // Numbers are never reused: skip any name a file already holds.
     for (;;) {
         file->setFileNumber(m_nNextFileNumber++);
         file->setRecordFileName(file->createFileName());
         if (disk->isFileExist(file->createRecordFileName().c_str()) != 1) break;
     }
-    if (!disk->createDir(file->getDateDir().c_str())) {
-        writeLog("createFile: date folder failed", __LINE__);
-        return OV_RECORD_HD_NO_FILE;
+    if (creator.createNewFileIndexSegment(file) != 0) {
+        writeLog("createFile: index entry failed", __LINE__);
+        return OV_RECORD_NEW_INDEX_FAILED;
     }
     return 0;
 }

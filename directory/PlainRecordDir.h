@@ -4,10 +4,13 @@
 #include <memory>
 
 #include "directory/IRecordDir.h"
+#include "recording/RecordFileRequestManager.h"
 #include "recording/RecordWriterCloseThread.h"
 
 // A record directory on a local folder without file pools: each record file
-// is made where its device and date put it, numbered in order of creation.
+// is made where its device and date put it, numbered in order of creation,
+// with its entry in the day's index. A channel that may go on in its last
+// file of the day joins it.
 class PlainRecordDir : public IRecordDir {
 public:
     explicit PlainRecordDir(RecordDirInfoEx const& info);
@@ -25,6 +28,9 @@ public:
     int startDetectionThread() override;
     void stopDetectionThread() override;
     void getRecordDirStatus(RecordDirInfoEx& info) override { info = getRecordDirInfoEx(); }
+    void setDeviceRequetType(RecordDeviceInfo const& device, int nType) override {
+        m_requests.updateDeviceRequestType(device, nType);
+    }
     void closeRecordWriter(SafePointer<IRecordWriter> const& writer) override;
     bool isIOError() override { return m_closeThread.isExistIOError(); }
     int updateFileState(int fileNumber, int minSpeed, int averageSpeed, int timeOuts) override;
@@ -44,6 +50,7 @@ public:
 
 private:
     RecordWriterCloseThread m_closeThread;
+    RecordFileRequestManager m_requests;
     FileState m_lastState;
     int m_nNextFileNumber = 1;
     volatile bool m_bReady = false;

@@ -1,11 +1,10 @@
 #include "disk/RecordDiskManagerImpl.h"
 
-#include "directory/LastRecordFileInfoManager.h"
 #include "directory/PlainRecordDir.h"
 #include "foundation/EncoderType.h"
 #include "foundation/OVMutexManager.h"
 #include "foundation/ReturnCode.h"
-#include "recording/PlainRecordWriter.h"
+#include "recording/RecordFileWriterFactory.h"
 #include "recording/RecordFileRequestManager.h"
 
 RecordDiskManagerImpl::~RecordDiskManagerImpl() { clear(); }
@@ -94,23 +93,16 @@ int RecordDiskManagerImpl::createRecordFile(SafePointer<RecordFileInfo> file, in
     }
     if (chosen == nullptr) return OV_RECORD_NO_DIR_WRITE;
 
-    RecordFileInfo last;
-    file->setRecordDirInfoEx(chosen->dir->getRecordDirInfoEx());
-    bool joined = !RecordFileRequestManager::isCreateNewFile(requestType) &&
-                  LastRecordFileInfoManager::getInstance()->getLastRecordFileInfo(file, last) &&
-                  last.getRecordDate() == file->getRecordDate();
-    if (joined) {
-        file->setFileNumber(last.getFileNumber());
-        file->setRecordFileName(last.getRecordFileName());
-        file->setRecordBeginTime(last.getRecordBeginTime());
-        file->setRecordEndTime(last.getRecordEndTime());
-        file->setRecordFileLength(last.getRecordFileLength());
-    } else {
-        int code = chosen->dir->createFile(file);
-        if (code != 0) return code;
-    }
+    RecordDeviceInfo device;
+    device.setDeviceId(file->getDeviceId());
+    device.setDeviceIP(file->getDeviceIP());
+    device.setCameraId(file->getCameraId());
+    device.setRecordMode(file->getRecordMode());
+    chosen->dir->setDeviceRequetType(device, requestType);
+    int code = chosen->dir->createFile(file);
+    if (code != 0) return code;
     holdDisk(file.get(), diskNameOf(chosen->info));
-    writer = SafePointer<IRecordWriter>(new PlainRecordWriter());
+    writer = RecordFileWriterFactory::create(chosen->dir->getRecordDirInfoEx());
     dir = chosen->dir;
     return 0;
 }

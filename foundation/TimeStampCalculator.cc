@@ -9,6 +9,8 @@ int const kAudioStream = 2;
 void TimeStampCalculator::start(long long nBase, unsigned int nFrameRate) {
     m_nBaseTime = nBase;
     m_nFirstTime = 0;
+    // Audio rides on the last video time: after a restart that is the base.
+    m_nLastTimeStamp = nBase;
     m_nFrameRate = nFrameRate;
 }
 

@@ -1,19 +1,32 @@
 // Fuzzes the record index codec the way a reader meets an image: find heads,
 // decode them, find the end of each item area with the parser of the stored
 // version, then walk, lock and check the area. Every version parser also
-// walks the raw input. Inputs are copied to exact-size heap buffers so that
+// walks the raw input. The whole-file reader then takes the input as an index
+// image, in memory and as a file with a ".reindex" sibling on a temporary
+// folder, and runs every reading, repairing and changing operation on it. Inputs are copied to exact-size heap buffers so that
 // AddressSanitizer sees any read past the end. Invariants that hold for any
 // input abort when broken.
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <sys/stat.h>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "directory/EarliestFileDeleteHandler.h"
+#include "directory/EarliestFileInfoList.h"
+#include "directory/RecordOutDateFileHandler.h"
+#include "foundation/RecordDirInfoEx.h"
 #include "host/HostPaths.h"
+#include "index/RecordFileIndexNodeInfo.h"
+#include "index/RecordIndexCache.h"
+#include "index/RecordIndexFileParserEx.h"
+#include "index/RecordIndexParserImplEx.h"
+#include "retrieval/SingleDeviceRecordQuery.h"
 #include "index/RecordCrc32.h"
 #include "index/RecordIndexCodec.h"
 #include "index/RecordIndexCrcItemParser.h"
@@ -144,12 +157,176 @@ void exerciseEscaping(char const* data, int length) {
     RecordCrc32::getInstance()->getCrc32(data, payload);
 }
 
+std::string& fuzzRoot() {
+    static std::string root;
+    return root;
+}
+
+char const* const kDate = "2024-01-31";
+char const* const kDevice = "NVR_10.0.0.2_1";
+
+RecordDirInfoEx fuzzDirInfo() {
+    RecordDirInfoEx info;
+    info.setRecordRootDir(fuzzRoot());
+    info.setDiskType(1);
+    return info;
+}
+
+void runQueries(RecordIndexParserImplEx& parser) {
+    for (bool withData : {false, true}) {
+        RecordQueryCondition condition;
+        condition.setRecordQueryTimePrecision(3);
+        condition.setRecordSegmentInterval(withData ? 300 : 0);
+        RecordQueryResult result;
+        SingleDeviceRecordQuery query(result, condition);
+        query.setDate(kDate);
+        parser.queryRecordSegmentList(&query, withData);
+        query.clear();
+        for (auto const& segment : result.getRecordTimeSegmentList()) {
+            FUZZ_CHECK(segment.getRecordBeginTime() <= segment.getRecordEndTime());
+        }
+    }
+}
+
+// Every reading walk of the entry parser over the image it holds.
+void walkImage(RecordIndexParserImplEx& parser, int length) {
+    int count = parser.getFileNumber();
+    FUZZ_CHECK(count >= 0 && count <= length / 8 + 1);
+    runQueries(parser);
+    RecordIndexParserImplEx::FileList all, whole, broken;
+    parser.getRecordFileInfoList(-(1LL << 62), 1LL << 62, all);
+    parser.getRepairedRecordFileInfoList(whole);
+    parser.getIndexDemagedFileList(broken);
+    FUZZ_CHECK(static_cast<int>(whole.size() + broken.size()) == count);
+    int locked = 0;
+    parser.getLockFileInfo(locked);
+    std::vector<std::string> lockedNames;
+    parser.getLockFileList(lockedNames);
+    FUZZ_CHECK(static_cast<int>(lockedNames.size()) == locked && locked <= count);
+    EarliestFileInfoList earliest(4);
+    parser.getEarliestRecordFileInfo(earliest, 4, true);
+    FUZZ_CHECK(earliest.getFileCount() <= 4);
+    RecordFileInfo file;
+    int version = 0;
+    FUZZ_CHECK(parser.getLastestFileInfo(file, version) == (count > 0 ? 1 : 0));
+    parser.getEarliestRecordFileInfo(file);
+    int headLength = 0;
+    char* last = parser.getLastestIndexInfo(headLength);
+    int imageLength = 0;
+    char* image = parser.getIndexInfo(imageLength);
+    FUZZ_CHECK(last == nullptr || (last >= image && last + headLength <= image + imageLength));
+    int data = 0, time = 0, interval = 0, end = 0;
+    bool closed = false;
+    parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed);
+    FUZZ_CHECK(end >= -1 && end < (imageLength > 0 ? imageLength : 1));
+    for (bool forward : {true, false}) {
+        RecordInfo info;
+        info.setRecordBeginTime(all.empty() ? 0 : static_cast<unsigned long>(all[0]->getRecordBeginTime() + 1));
+        SafePointer<RecordFileInfo> found;
+        int begin = 0, headEnd = 0, last2 = 0;
+        std::map<int, int> spans;
+        if (parser.getRecordFileInfo(info, found, begin, headEnd, last2, spans, forward)) {
+            FUZZ_CHECK(begin >= 0 && headEnd > begin && last2 < imageLength);
+            RecordIndexCache cache;
+            parser.getRecordFileIndexList(begin, headEnd, last2, cache, forward);
+            cache.getFilePos(5, true);
+            cache.getFilePos(5, false);
+            cache.getPreFilePos(5);
+            cache.getTimeStamp(1000, true);
+            cache.getTimeStamp(1000, false);
+        }
+    }
+    for (auto const& entry : all) {
+        RecordFileIndexNodeInfo nodes;
+        parser.getRecordFileIndexNodeInfoList(entry->getRecordFileName().c_str(), nodes);
+        nodes.seekIndexNode(3);
+        RecordIndexNode node;
+        nodes.getCurrentNodeInfo(node);
+    }
+}
+
+// The image in memory: walks, then changes in place, which must stay inside
+// the image and paint only what they report.
+void exerciseImage(char const* data, int length) {
+    auto image = exactCopy(data, length);
+    RecordIndexParserImplEx parser;
+    parser.setIndexInfo(fuzzDirInfo(), kDate, kDevice, length > 0 ? image.get() : nullptr, length, 0);
+    walkImage(parser, length);
+    int first = 0, last = 0;
+    parser.lockFile(0, 1LL << 40, first, last);
+    FUZZ_CHECK(first == -1 || (first >= 0 && first <= last && last < length));
+    parser.unLockFile(0, 1LL << 40, first, last);
+    int count = parser.getFileNumber();
+    RecordIndexParserImplEx::FileList all;
+    parser.getRecordFileInfoList(-(1LL << 62), 1LL << 62, all);
+    if (!all.empty()) {
+        int begin = 0, end = 0;
+        FUZZ_CHECK(parser.deleteFile(*all[0], begin, end) == 1);
+        FUZZ_CHECK(begin >= 0 && begin <= end && end < length);
+        for (int i = begin; i <= end; ++i) FUZZ_CHECK(static_cast<unsigned char>(image[i]) == 0xFF);
+        FUZZ_CHECK(parser.getFileNumber() < count);
+    }
+    SafePointer<EarliestFileDeleteHandler> noHandler;
+    parser.deleteEarliestRecordFile(noHandler, first, last);
+    FUZZ_CHECK(first == -1 || (first >= 0 && first <= last && last < length));
+    walkImage(parser, length);
+}
+
+bool writeWhole(std::string const& path, char const* data, int length) {
+    FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) return false;
+    bool ok = length == 0 || std::fwrite(data, 1, length, file) == static_cast<size_t>(length);
+    return std::fclose(file) == 0 && ok;
+}
+
+// The input split in two, as the index file and its ".reindex" sibling.
+void exerciseFiles(uint8_t const* data, int length) {
+    if (fuzzRoot().empty()) return;
+    int split = length < 2 ? 0 : (data[0] | (data[1] << 8)) % (length + 1);
+    char const* text = reinterpret_cast<char const*>(data);
+    RecordDirInfoEx info = fuzzDirInfo();
+    std::string main = RecordIndexFileParserEx::getIndexFileName(fuzzRoot(), kDate, kDevice, 0);
+    std::string rebuilt = RecordIndexFileParserEx::getIndexFileName(fuzzRoot(), kDate, kDevice, 3);
+    if (!writeWhole(main, text, split) || !writeWhole(rebuilt, text + split, length - split)) return;
+
+    RecordIndexFileParserEx parser;
+    FUZZ_CHECK(parser.open(info, kDate, kDevice, 0, 1) == 1);
+    FUZZ_CHECK(parser.repairIndex(info, kDate, kDevice, 0) == 1);
+    int imageLength = 0;
+    parser.getIndexInfo(imageLength);
+    FUZZ_CHECK(imageLength == length || imageLength == split);
+    walkImage(parser.getParser(), imageLength);
+    parser.close();
+
+    FUZZ_CHECK(parser.open(info, kDate, kDevice, 0, 1) == 1);
+    parser.lockFile(0, 1LL << 40);
+    parser.unLockFile(0, 1LL << 39);
+    RecordIndexParserImplEx::FileList all;
+    parser.getRecordFileInfoList(-(1LL << 62), 1LL << 62, all);
+    if (!all.empty()) FUZZ_CHECK(parser.deleteFile(*all[0]) == 1);
+    SafePointer<RecordOutDateFileHandler> outDate(new RecordOutDateFileHandler(info));
+    outDate->setFileDeleteTime(1000);
+    outDate->setDeleteFileFlag(false);
+    FUZZ_CHECK(parser.deleteOutDateFile(outDate) == 1);
+    FUZZ_CHECK(parser.getFileNumber() >= 0);
+    parser.close();
+    FUZZ_CHECK(RecordIndexFileParserEx::getIndexFileLen(info, kDate, kDevice, 0) == split);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // The parsers log oddities; keep the logs out of the real log folder.
     char folder[] = "/tmp/record_index_fuzz.XXXXXX";
-    if (mkdtemp(folder) != nullptr) HostPaths::setRoot(folder);
+    if (mkdtemp(folder) != nullptr) {
+        HostPaths::setRoot(folder);
+        // The same folder is the record root of the whole-file runs.
+        std::string dateDir = std::string(folder) + "/record/" + kDevice;
+        if (mkdir((std::string(folder) + "/record").c_str(), 0755) == 0 &&
+            mkdir(dateDir.c_str(), 0755) == 0 && mkdir((dateDir + "/" + kDate).c_str(), 0755) == 0) {
+            fuzzRoot() = folder;
+        }
+    }
     return 0;
 }
 
@@ -165,5 +342,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     }
     exerciseItemParsers(text, length);
     exerciseEscaping(text, length);
+    exerciseImage(text, length);
+    exerciseFiles(data, length);
     return 0;
 }

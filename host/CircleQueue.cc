@@ -45,8 +45,9 @@ int CircleQueue::headSpace(uint64_t nWrite, uint64_t nRead) const {
     if (m_nSize == 0) return 0;
     uint64_t const nHeld = nWrite - nRead;
     uint64_t const nReadPos = nRead % m_nSize;
-    // Held data that runs over the end leaves nothing free before the reader.
-    if (nReadPos + nHeld > m_nSize) return 0;
+    // Held data that reaches the end puts the writer at the start: what lies
+    // before the reader is then the writer's tail, not a head to wrap to.
+    if (nHeld != 0 && nReadPos + nHeld >= m_nSize) return 0;
     return static_cast<int>(nReadPos);
 }
 

@@ -1,9 +1,18 @@
 #include "index/IRecordIndexInfoParser.h"
 
 #include "host/Logger.h"
+#include "index/RecordFileIndexNodeInfo.h"
+#include "index/RecordIndexCache.h"
+#include "retrieval/SingleDeviceRecordQuery.h"
 
 namespace NS_IRecordIndexInfoParser {
 char const* const kLogName = "RecordIndexInfoParser";
+// A segment cut by length is not begun with a remainder shorter than this.
+constexpr int kMinSegmentRemainder = 30;
+
+bool isIFramePoint(IRecordIndexInfoParser::WalkItem const& item) {
+    return item.nIndexType == 1 || item.bLong;
+}
 }  // namespace NS_IRecordIndexInfoParser
 
 bool IRecordIndexInfoParser::nextItem(WalkItem& item) {
@@ -49,6 +58,131 @@ int IRecordIndexInfoParser::getRecordFileTimeInterval() {
     while (nextItem(item)) {
     }
     return item.nCount == 0 ? 0 : item.nTime + item.nTimeLength;
+}
+
+int IRecordIndexInfoParser::getRecordIndexItemList(RecordIndexCache& cache) {
+    WalkItem item;
+    while (nextItem(item)) {
+    }
+    cache.reserve(item.nCount);
+    item = WalkItem();
+    while (nextItem(item)) cache.addRecordIndexInfo(item.nTime, item.nFilePos);
+    return 1;
+}
+
+int IRecordIndexInfoParser::getRecordIFrameIndexList(RecordIndexCache& cache) {
+    int count = 0;
+    WalkItem item;
+    while (nextItem(item)) {
+        if (NS_IRecordIndexInfoParser::isIFramePoint(item)) ++count;
+    }
+    cache.reserve(count);
+    item = WalkItem();
+    while (nextItem(item)) {
+        if (NS_IRecordIndexInfoParser::isIFramePoint(item)) {
+            cache.addRecordIndexInfo(item.nTime, item.nFilePos);
+        }
+    }
+    return 1;
+}
+
+int IRecordIndexInfoParser::getRecordFileIndexNodeInfoList(RecordFileIndexNodeInfo& nodeInfo) {
+    WalkItem item;
+    while (nextItem(item)) {
+    }
+    nodeInfo.reserve(item.nCount);
+    item = WalkItem();
+    while (nextItem(item)) {
+        nodeInfo.addRecordIndexNode(RecordIndexNode(item.nTime, item.nFilePos, item.nTimeLength,
+                                                    item.nDataLength, item.nIndexType == 1));
+    }
+    return 1;
+}
+
+int IRecordIndexInfoParser::getRecordTimeSegment(SingleDeviceRecordQuery* query) {
+    if (query == nullptr) return 0;
+    WalkItem item;
+    if (!nextItem(item)) return 1;
+    long long const base = m_nBeginTime;
+    long long const precision = query->getQueryTimePrecision();
+    long long segmentBegin = base + item.nTime;
+    bool locked = item.bLocked;
+    bool alarm = item.bAlarm;
+    int cur = item.nTime;
+    int prevLength = item.nTimeLength;
+    while (nextItem(item)) {
+        // A long item's interval is an absolute offset, so one far into the
+        // entry always ends the segment.
+        bool ends = item.nTimeInterval - prevLength > precision || item.bLocked != locked ||
+                    item.bAlarm != alarm;
+        if (ends) {
+            long long segmentEnd = prevLength + cur + base;
+            cur = item.nTime;
+            long long nextBegin = cur + base;
+            long long hole = nextBegin - segmentEnd;
+            if (hole >= 1 && hole <= precision) segmentEnd = nextBegin;
+            query->handle(segmentBegin, segmentEnd, 0, locked, alarm);
+            segmentBegin = nextBegin;
+            locked = item.bLocked;
+            alarm = item.bAlarm;
+        } else {
+            cur = item.nTime;
+        }
+        prevLength = item.nTimeLength;
+    }
+    query->handle(segmentBegin, prevLength + cur + base, 0, locked, alarm);
+    return 1;
+}
+
+int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* query) {
+    if (query == nullptr) return 0;
+    WalkItem item;
+    if (!nextItem(item)) return 1;
+    long long const base = m_nBeginTime;
+    long long const precision = query->getQueryTimePrecision();
+    long long const queryBegin = query->getQueryBeginTime();
+    long long const queryEnd = query->getQueryEndTime();
+    int const interval = query->getSegmentTimeInterval();
+    // The first segment fills up the last one handed over before this entry.
+    long long limit = interval - query->getLastSegmentTimeLen();
+    if (limit < NS_IRecordIndexInfoParser::kMinSegmentRemainder) limit = interval;
+
+    auto inWindow = [&](WalkItem const& walked) {
+        long long begin = base + walked.nTime;
+        return begin >= queryBegin && (queryEnd == 0 || begin + walked.nTimeLength <= queryEnd);
+    };
+    long long segmentBegin = base + item.nTime;
+    bool locked = item.bLocked;
+    bool alarm = item.bAlarm;
+    int cur = item.nTime;
+    int prevLength = item.nTimeLength;
+    long long dataLength = inWindow(item) ? item.nDataLength : 0;
+    while (nextItem(item)) {
+        bool ends = item.nTimeInterval - prevLength > precision || item.bLocked != locked ||
+                    item.bAlarm != alarm ||
+                    (interval > 0 && base + item.nTime - segmentBegin >= limit);
+        if (ends) {
+            if (dataLength != 0) {
+                query->handleRecordSegment(segmentBegin, prevLength + cur + base,
+                                           static_cast<int>(dataLength), locked, alarm);
+            }
+            cur = item.nTime;
+            segmentBegin = cur + base;
+            locked = item.bLocked;
+            alarm = item.bAlarm;
+            dataLength = 0;
+            limit = interval;
+        } else {
+            cur = item.nTime;
+        }
+        if (inWindow(item)) dataLength += item.nDataLength;
+        prevLength = item.nTimeLength;
+    }
+    if (dataLength != 0) {
+        query->handleRecordSegment(segmentBegin, prevLength + cur + base,
+                                   static_cast<int>(dataLength), locked, alarm);
+    }
+    return 1;
 }
 
 int IRecordIndexInfoParser::getRecordFileTimeSegmentList(std::map<int, int>& segments,

@@ -5,6 +5,10 @@
 
 #include "index/RecordIndexCodec.h"
 
+class RecordFileIndexNodeInfo;
+class RecordIndexCache;
+class SingleDeviceRecordQuery;
+
 // Reads the item area of one entry of a record index (docs/record-index.md):
 // the bytes behind the head, up to the end that getIndexEndPos finds. One
 // implementation per index version, made by RecordIndexParserFactory.
@@ -39,6 +43,26 @@ public:
     virtual int getValidDataLength();
     // t of the last item plus its time length; 0 without items.
     virtual int getRecordFileTimeInterval();
+    // Appends every item to the cache as (t, data position). Room is
+    // reserved by a counting pass first, so the walk allocates nothing per
+    // item. Answers 1.
+    virtual int getRecordIndexItemList(RecordIndexCache& cache);
+    // The same for the items that begin with an I-frame, and for every long
+    // item whatever its type (it follows a gap, so playback starts there).
+    virtual int getRecordIFrameIndexList(RecordIndexCache& cache);
+    // Time segments with data length for a query: cut where the items leave
+    // a hole over the query's precision, where lock or alarm state changes,
+    // and where a segment reaches the query's segment interval (the first
+    // one only what is left of the last segment's interval, unless that is
+    // below 30 s). Only items wholly inside the query window count towards
+    // the data length; segments without data are not handed over. Answers
+    // 1, or 0 for a null query.
+    virtual int queryRecordWithDataLen(SingleDeviceRecordQuery* query);
+    // Time segments for a query: cut where the items leave a hole over the
+    // query's precision, or where lock or alarm state changes; a hole of 1 s
+    // up to the precision is hidden by moving the end up to the next begin.
+    // Answers 1, or 0 for a null query.
+    virtual int getRecordTimeSegment(SingleDeviceRecordQuery* query);
     // Playable spans as start offset -> end offset, each starting at an
     // I-frame item after a gap (start of the area or a long item). interval
     // as getRecordFileTimeInterval, set to 0 when the only span would be
@@ -60,6 +84,9 @@ public:
     // closing CRC item (the entry must not be continued). Does not use the
     // area given to setIndexInfo.
     virtual int getIndexEndPos(char* buffer, int nLength, int& nResult) = 0;
+    // Appends a node for every item (t, data position, time length, data
+    // length, I-frame); room is reserved first. Answers 1.
+    virtual int getRecordFileIndexNodeInfoList(RecordFileIndexNodeInfo& nodeInfo);
     // Sets the lock bit of every item whose begin (begin time + t) lies in
     // [nBegin, nEnd]. Answers the number of such items.
     virtual int lockFile(long long nBegin, long long nEnd);

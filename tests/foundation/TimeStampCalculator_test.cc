@@ -17,7 +17,7 @@ TEST(TimeStampCalculatorTest, VideoRunsFromBaseAndAudioRidesOnLastVideo) {
     TimeStampCalculator calculator;
     calculator.start(5000000, 25);
     AVData frames[] = {frame(2, 123), frame(1, 1000000000), frame(1, 1000040000), frame(2, 1000060000)};
-    EXPECT_EQ(0, calculator.getTimeStamp(&frames[0]));  // no video yet
+    EXPECT_EQ(5000000, calculator.getTimeStamp(&frames[0]));  // no video yet: the base
     EXPECT_EQ(5000000, calculator.getTimeStamp(&frames[1]));
     EXPECT_EQ(5040000, calculator.getTimeStamp(&frames[2]));
     EXPECT_EQ(5040000, calculator.getTimeStamp(&frames[3]));

@@ -21,9 +21,12 @@
 #include "recording/RecordStorageTSImpl.h"
 #include "recording/RecordUpdateManager.h"
 #include "recording/TSFrameQueue.h"
-#include "tests/support/FaultInjection.h"
+#include "host/FileFactory.h"
+#include "tests/support/FaultInjectingFile.h"
+#include "tests/support/FaultPlan.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TsInspector.h"
 
 namespace {
 
@@ -77,6 +80,17 @@ std::vector<std::string> listNames(std::string const& dir) {
     return names;
 }
 
+// Faults of the plan reach the record data files only, not their index.
+class DataFileFaults {
+public:
+    explicit DataFileFaults(std::shared_ptr<FaultPlan> plan) {
+        FileFactory::setFileCreator([plan](int, int, int flag) -> IFile* {
+            return flag == 1 ? new FaultInjectingFile(plan) : nullptr;
+        });
+    }
+    ~DataFileFaults() { FileFactory::resetFileCreator(); }
+};
+
 class RecordStorageTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -113,7 +127,11 @@ protected:
     }
     std::vector<std::string> files(std::string const& date = "2024-01-01") const {
         std::vector<std::string> names = listNames(dateDir(date));
-        names.erase(std::remove(names.begin(), names.end(), "record.lock"), names.end());
+        names.erase(std::remove_if(names.begin(), names.end(),
+                                   [](std::string const& name) {
+                                       return name.size() < 3 || name.compare(name.size() - 3, 3, ".ts") != 0;
+                                   }),
+                    names.end());
         return names;
     }
     std::string content(size_t n, std::string const& date = "2024-01-01") const {
@@ -129,7 +147,7 @@ protected:
     TempDir m_disk;
     RecordDirInfoEx m_dir;
     RecordInfo m_info;
-    TSFrameQueue m_queue;
+    TSFrameQueue m_queue{1024 * 1024};
     std::unique_ptr<RecordStorageTSImpl> m_session;
 };
 
@@ -178,7 +196,7 @@ TEST_F(RecordStorageTest, AudioThatFillsTheFileIsDroppedAndAPFrameOpensTheNext) 
 
 TEST_F(RecordStorageTest, FailedWriteIsRetriedOnceOnAFreshFile) {
     auto plan = std::make_shared<FaultPlan>();
-    FaultInjection faults(plan);
+    DataFileFaults faults(plan);
     openSession();
     Block a = iFrame(kDay0, 'A');
     Block b = pFrame(kDay0 + 1, 'B');
@@ -193,7 +211,7 @@ TEST_F(RecordStorageTest, FailedWriteIsRetriedOnceOnAFreshFile) {
 
 TEST_F(RecordStorageTest, TwoFailuresInOneCallLoseTheBlockAndTheNextVideoGoesOn) {
     auto plan = std::make_shared<FaultPlan>();
-    FaultInjection faults(plan);
+    DataFileFaults faults(plan);
     openSession();
     Block a = iFrame(kDay0, 'A');
     EXPECT_EQ(0, write(a));
@@ -288,7 +306,7 @@ TEST_F(RecordStorageTest, DirectoryGoneReadOnlyEndsTheFileUntilItComesBack) {
 
 TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheDirectoryAndIsLogged) {
     auto plan = std::make_shared<FaultPlan>();
-    FaultInjection faults(plan);
+    DataFileFaults faults(plan);
     openSession();
     EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
     plainDir()->stopDetectionThread();  // hold the close until we have looked
@@ -308,7 +326,7 @@ TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheDirectoryAndIsLogged) {
 
 TEST_F(RecordStorageTest, WriterOpenFailureKeepsWaitingWithRequestTypeOpenFailed) {
     auto plan = std::make_shared<FaultPlan>();
-    FaultInjection faults(plan);
+    DataFileFaults faults(plan);
     openSession();
     plan->failOpenAt(1);
     EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, write(iFrame(kDay0, 'A')));
@@ -342,14 +360,41 @@ TEST_F(RecordStorageTest, DedicatedConditionUsesOnlyDedicatedDirectories) {
     dedicated.setAttribute(4);
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir, dedicated});
     EXPECT_EQ(0, write(iFrame(kDay0 + 1, 'B')));
-    EXPECT_EQ(1u, listNames(m_disk.path("sdb1/record/NVR_10.0.0.7_2/2024-01-01")).size());
+    std::vector<std::string> names = listNames(m_disk.path("sdb1/record/NVR_10.0.0.7_2/2024-01-01"));
+    EXPECT_NE(names.end(), std::find(names.begin(), names.end(), "00001-NVR_10.0.0.7_2_20240101120001.ts"));
+}
+
+// A video frame as the host pushes it into the channel's queue.
+AVData queuedFrame(int frameType, long long microseconds) {
+    AVData frame;
+    std::vector<char> bytes(1000, frameType == 1 ? 'I' : 'P');
+    frame.setData(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    frame.setESStreamType(1);
+    frame.setFrameType(frameType);
+    frame.setEncoderType(1);
+    frame.setImageWidth(640);
+    frame.setImageHeight(360);
+    frame.setTimeStamp(microseconds);
+    return frame;
+}
+
+// PTS of the queue's front block, in 90 kHz ticks; -1 without one.
+long long frontBlockPts(TSFrameQueue& queue) {
+    TSAVData* front = nullptr;
+    if (!queue.frontAVData(&front) || front == nullptr) return -1;
+    TsInspector in(std::string(front->getData(), front->getDataLength()));
+    return in.getPes().empty() ? -1 : in.getPes()[0].nPts;
 }
 
 TEST_F(RecordStorageTest, QueueThatCannotBeUpdatedRefusesTheBlockButKeepsTheFile) {
     openSession();
-    Block corrupt = pFrame(kDay0, 'x');
-    corrupt.bytes[0] = 0;
-    m_queue.pushBlock(corrupt.data);
+    AVData first = queuedFrame(1, kDay0 * kSecond);
+    AVData second = queuedFrame(1, kDay0 * kSecond + 40000);
+    ASSERT_EQ(0, m_queue.pushAVData(&first));
+    ASSERT_EQ(0, m_queue.pushAVData(&second));
+    TSAVData* front = nullptr;
+    ASSERT_TRUE(m_queue.frontAVData(&front));
+    const_cast<char*>(front->getData())[0] = 0;  // the ring no longer begins with a sync byte
     EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(iFrame(kDay0, 'A')));
     EXPECT_TRUE(m_queue.isEmpty());
     Block b = pFrame(kDay0 + 1, 'B');
@@ -359,12 +404,18 @@ TEST_F(RecordStorageTest, QueueThatCannotBeUpdatedRefusesTheBlockButKeepsTheFile
 }
 
 TEST_F(RecordStorageTest, ContinuedFileMovesTheQueueTimeLineToItsEnd) {
+    AVData first = queuedFrame(1, kDay0 * kSecond);
+    AVData second = queuedFrame(1, kDay0 * kSecond + 40000);
+    ASSERT_EQ(0, m_queue.pushAVData(&first));
+    ASSERT_EQ(0, m_queue.pushAVData(&second));
     openSession();
     EXPECT_EQ(0, write(iFrame(kDay0 + 100, 'A')));
-    EXPECT_EQ(0, m_queue.getTimeLineBase());
-    EXPECT_EQ(0, write(pFrame(kDay0 + 130, 'B')));
+    EXPECT_EQ(0, frontBlockPts(m_queue));  // a new file leaves the queued time line alone
+    for (int second = 1; second <= 10; ++second) EXPECT_EQ(0, write(iFrame(kDay0 + 100 + second, 'B', 1)));
     EXPECT_EQ(0, write(Block(1, 1, kDay0 + 140, 2, 'C', true)));
-    EXPECT_EQ(30 * kSecond, m_queue.getTimeLineBase());
+    // The joined file holds ten one-second steps and the second of its first item.
+    EXPECT_EQ(1u, files().size());
+    EXPECT_EQ(11 * 90000, frontBlockPts(m_queue));
 }
 
 TEST_F(RecordStorageTest, LockedBlocksMarkTheDateOnceAndCountOncePerFile) {
@@ -397,8 +448,9 @@ TEST_F(RecordStorageTest, IPv6AddressBecomesFileNameSafe) {
     EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
     std::vector<std::string> names =
         listNames(m_dir.getRecordRootDir() + "/record/NVR_fe80--1_2/2024-01-01");
-    ASSERT_EQ(1u, names.size());
-    EXPECT_EQ("00001-NVR_fe80--1_2_20240101120000.ts", names[0]);
+    std::vector<std::string> expected = {"00001-NVR_fe80--1_2_20240101120000.ts",
+                                         "NVR_fe80--1_2_2024-01-01.index"};
+    EXPECT_EQ(expected, names);
 }
 
 TEST_F(RecordStorageTest, WriteAfterCloseIsRefusedAndChangesNothing) {
@@ -415,7 +467,7 @@ TEST_F(RecordStorageTest, SessionWithoutBlocksTouchesNoDirectoryButGivesBackItsM
     openSession();
     SafePointer<RecordFileInfo> channel(new RecordFileInfo(*m_session->getRecordFileInfo()));
     channel->setRecordDirInfoEx(m_dir);
-    LastRecordFileInfoManager::getInstance()->setLastRecordFileInfo(channel);
+    LastRecordFileInfoManager::getInstance()->setLastRecordFileInfo(channel, 2, nullptr, 0, 0);
     EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
     m_session->close();
     EXPECT_EQ(0u, LastRecordFileInfoManager::getInstance()->size());

@@ -16,7 +16,7 @@
 #include "foundation/StorageParameterManage.h"
 #include "host/FileFactory.h"
 #include "host/HostClock.h"
-#include "recording/PlainRecordWriter.h"
+#include "recording/TSRecordWriterWithIndex.h"
 #include "recording/RecordFileRequestManager.h"
 #include "recording/RecordSpeedCalculator.h"
 #include "recording/RecordStorageTSImpl.h"
@@ -41,6 +41,8 @@ struct Block {
         data.setESStreamType(1);
         data.setFrameType(frameType);
         data.setTimeStamp(seconds * 1000000);
+        data.setImageWidth(640);
+        data.setImageHeight(360);
         data.setData(bytes.data(), static_cast<unsigned int>(bytes.size()));
     }
 };
@@ -138,7 +140,7 @@ TEST_F(WriteSupervisionTest, HungWriteTurnsIntoATimeOutWhileOtherDisksKeepGoing)
     }
     EXPECT_EQ(1, m_plan->hungWriters());
 
-    HostClock::shift(PlainRecordWriter::kWriteTimeLimitSeconds + 1);
+    HostClock::shift(TSRecordWriterWithIndex::kWriteTimeLimitSeconds + 1);
     m_plan->release();
     writer.join();
     // The timed-out file ended; the block went on into a fresh file.
@@ -195,6 +197,8 @@ TEST_F(WriteSupervisionTest, CloseThreadClosesHandedWritersAndClearsTheErrorFlag
     file->setDeviceIP("10.0.0.7");
     file->setRecordDate("2024-01-01");
     file->setRecordBeginTime(kDay0);
+    Block first(1, kDay0, 'x');
+    file->setAVStreamInfo(AVStreamInfo(&first.data));
     SafePointer<IRecordWriter> writer;
     SafePointer<IRecordDir> dir;
     ASSERT_EQ(0, RecordDiskManagerImpl::getInstance()->createRecordFile(file, 2, 0, writer, dir));

@@ -1,0 +1,157 @@
+#include "index/RecordFileIndexCreator.h"
+
+#include <cstdio>
+
+#include "directory/IndexDirManager.h"
+#include "directory/LastRecordFileInfoManager.h"
+#include "foundation/BasicTool.h"
+#include "foundation/CommonLog.h"
+#include "foundation/ReturnCode.h"
+#include "host/DiskManagerFactory.h"
+#include "index/RecordFileIndexWriter.h"
+#include "index/RecordIndexCodec.h"
+#include "index/RecordIndexFileParserEx.h"
+
+RecordFileIndexCreator::RecordFileIndexCreator(RecordDirInfoEx const& dir)
+    : m_dirInfo(dir),
+      m_pDiskManager(DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat())),
+      m_strRootPath(BasicTool::getRecordDir(dir.getRecordRootDir())) {}
+
+RecordFileIndexCreator::~RecordFileIndexCreator() = default;
+
+void RecordFileIndexCreator::setIndexDirManager(SafePointer<IndexDirManager> const& pool) {
+    m_indexPool = pool;
+}
+
+int RecordFileIndexCreator::createIndexFile(SafePointer<RecordFileInfo>& file) {
+    std::string target = RecordIndexFileParserEx::getIndexFileName(*file);
+    if (m_pDiskManager == nullptr) return OV_RECORD_CREATE_INDEX_FAILED;
+    if (m_pDiskManager->isFileExist(target.c_str()) == 1) return 0;
+    std::string deviceDir = file->getDeviceDir();
+    std::string dateDir = file->getDateDir();
+    if (!m_pDiskManager->isDirExist(deviceDir.c_str()) && !m_pDiskManager->createDir(deviceDir.c_str()))
+        return OV_RECORD_CREATE_INDEX_FAILED;
+    if (!m_pDiskManager->isDirExist(dateDir.c_str()) && !m_pDiskManager->createDir(dateDir.c_str()))
+        return OV_RECORD_CREATE_INDEX_FAILED;
+    bool made = !m_indexPool.isNull()
+                    ? m_indexPool->createIndexFile(target) == 1
+                    : m_pDiskManager->createSizedFile(target.c_str(), kIndexFileSize, 0) == 0;
+    return made ? 0 : OV_RECORD_CREATE_INDEX_FAILED;
+}
+
+std::string RecordFileIndexCreator::createRecordFileName(SafePointer<RecordFileInfo>& file) {
+    // Number 0 is the unnumbered file of a directory without index.
+    int number = file->getFileNumber() >= 1 ? file->getFileNumber() : -1;
+    return BasicTool::getRecordFileName(number, file->getDeviceId(), file->getDeviceIP(),
+                                        file->getCameraId(),
+                                        static_cast<unsigned long>(file->getRecordBeginTime()));
+}
+
+bool RecordFileIndexCreator::getValidFileName(SafePointer<RecordFileInfo>& file) {
+    file->setRecordFileName(createRecordFileName(file));
+    std::string whole = file->createRecordFileName();
+    if (m_pDiskManager != nullptr && m_pDiskManager->isFileExist(whole.c_str()) == 1) {
+        char text[512];
+        std::snprintf(text, sizeof(text), "%s exist same name", whole.c_str());
+        CommonLog::writeBugLog(text, __FILE__, __LINE__);
+        return false;
+    }
+    return true;
+}
+
+int RecordFileIndexCreator::writeNewEntry(SafePointer<RecordFileInfo>& file, std::string const& name) {
+    RecordFileIndexWriter writer;
+    int code = writer.open(file, true);
+    if (code != 0) return code;
+    code = writer.writeRecordFileInfo(name.c_str(), file->getAVStreamInfo());
+    writer.close();
+    return code;
+}
+
+int RecordFileIndexCreator::createNewFileIndex(SafePointer<RecordFileInfo>& file) {
+    if (!getValidFileName(file)) return OV_RECORD_NEW_INDEX_FAILED;
+    return writeNewEntry(file, file->getRecordFileName());
+}
+
+int RecordFileIndexCreator::createNewFileIndexSegment(SafePointer<RecordFileInfo>& file) {
+    file->setRecordFileName(file->createFileName());
+    return writeNewEntry(file, file->getRecordFileName());
+}
+
+int RecordFileIndexCreator::isNeedChangeFile(AVStreamInfo const& last, AVStreamInfo const& next) {
+    return (last.getEncoderType() != next.getEncoderType() ||
+            last.getImageWidth() != next.getImageWidth() ||
+            last.getImageHeight() != next.getImageHeight())
+               ? 1
+               : 0;
+}
+
+bool RecordFileIndexCreator::getOldFileIndex(SafePointer<RecordFileInfo>& scratch, int& version) {
+    LastRecordFileInfoManager* memory = LastRecordFileInfoManager::getInstance();
+    if (memory->getOldFileIndex(scratch, version)) return true;
+    memory->initLastRecordFileInfo(scratch);
+    return memory->getOldFileIndex(scratch, version);
+}
+
+void RecordFileIndexCreator::deleteOldFileIndex(RecordFileInfo const& last) {
+    RecordIndexFileParserEx parser;
+    if (parser.open(m_dirInfo, last.getRecordDate(), last.getDeviceDirName(), last.getRecordStorageType(),
+                    1) != 1)
+        return;
+    parser.deleteFile(last);
+    parser.close();
+}
+
+int RecordFileIndexCreator::togetherRecordFile(SafePointer<RecordFileInfo>& file) {
+    SafePointer<RecordFileInfo> scratch(new RecordFileInfo());
+    scratch->setDeviceId(file->getDeviceId());
+    scratch->setBurstMode(file->getBurstMode());
+    scratch->setCameraId(file->getCameraId());
+    scratch->setDeviceIP(file->getDeviceIP());
+    scratch->setRecordMode(file->getRecordMode());
+    scratch->setRecordDate(file->getRecordDate());
+    scratch->setRecordBeginTime(file->getRecordBeginTime());
+    scratch->setRecordStorageType(file->getRecordStorageType());
+    scratch->setRecordDirInfoEx(m_dirInfo);
+
+    int version = -1;
+    if (!getOldFileIndex(scratch, version) || version != RecordIndexCodec::kIndexVersion3) return -1;
+    std::string last = scratch->createRecordFileName();
+    if (m_pDiskManager == nullptr || m_pDiskManager->isFileExist(last.c_str()) != 1) {
+        deleteOldFileIndex(*scratch);
+        return -3;
+    }
+    if (isNeedChangeFile(scratch->getAVStreamInfo(), file->getAVStreamInfo())) return -2;
+    file->setRecordBeginTime(scratch->getRecordBeginTime());
+    file->setRecordFileName(scratch->getRecordFileName());
+    file->setAVStreamInfo(scratch->getAVStreamInfo());
+    file->setFileNumber(scratch->getFileNumber());
+    return 0;
+}
+
+int RecordFileIndexCreator::needCreateNewFileIndex(SafePointer<RecordFileInfo>& file, bool forceNew,
+                                                   bool& isNew) {
+    isNew = true;
+    if (forceNew) return 1;
+    SafePointer<RecordFileInfo> scratch(new RecordFileInfo(*file));
+    scratch->setRecordDirInfoEx(m_dirInfo);
+    int version = -1;
+    if (!getOldFileIndex(scratch, version) || version != RecordIndexCodec::kIndexVersion3) return 1;
+    std::string last = scratch->createRecordFileName();
+    if (m_pDiskManager == nullptr || m_pDiskManager->isFileExist(last.c_str()) != 1) {
+        deleteOldFileIndex(*scratch);
+        return 1;
+    }
+    if (isNeedChangeFile(scratch->getAVStreamInfo(), file->getAVStreamInfo())) return 1;
+    file->setRecordBeginTime(scratch->getRecordBeginTime());
+    file->setRecordFileName(scratch->getRecordFileName());
+    file->setAVStreamInfo(scratch->getAVStreamInfo());
+    isNew = false;
+    return 0;
+}
+
+int RecordFileIndexCreator::createFileIndex(SafePointer<RecordFileInfo>& file, bool forceNew, bool& isNew) {
+    if (createIndexFile(file) != 0) return OV_RECORD_IO_ERROR;
+    if (needCreateNewFileIndex(file, forceNew, isNew) == 0) return 0;
+    return createNewFileIndex(file);
+}

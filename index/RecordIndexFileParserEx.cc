@@ -1,0 +1,366 @@
+#include "index/RecordIndexFileParserEx.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "foundation/BasicTool.h"
+#include "foundation/OVMutexManager.h"
+#include "foundation/OVRuntimeError.h"
+#include "foundation/StorageParameterManage.h"
+#include "host/DiskManagerFactory.h"
+#include "host/FileFactory.h"
+#include "host/GlobalEnv.h"
+#include "host/HostPaths.h"
+#include "host/Logger.h"
+#include "host/OVLogger.h"
+#include "host/PerformanceTest.h"
+#include "index/RecordIndexCodec.h"
+
+namespace NS_RecordIndexFileParserEx {
+constexpr unsigned int kLogLimit = 10240;
+constexpr unsigned int kLogFiles = 4;  // the file and three backups
+constexpr unsigned int kLogLevel = 3;
+char const* const kLogTag = "RecordIndexFileParserEx";
+char const* const kIOErrorLog = "RecordIOError";
+}  // namespace NS_RecordIndexFileParserEx
+
+void RecordIndexFileParserEx::writeParserLog(char const* text, char const* file, int line) {
+    static OVMutex mutex;
+    static OVLogger* logger = nullptr;
+    static std::string path;
+    OVMutexManager guard(&mutex, __FILE__, __LINE__);
+    // The log follows the log folder if a test or tool moves it.
+    std::string name = HostPaths::getLogDir() + "/parserIndexLog.log";
+    if (logger == nullptr || name != path) {
+        delete logger;
+        logger = new OVLogger();
+        logger->init(name.c_str(), NS_RecordIndexFileParserEx::kLogLimit,
+                     NS_RecordIndexFileParserEx::kLogFiles);
+        path = name;
+    }
+    logger->writeLog(NS_RecordIndexFileParserEx::kLogTag, text, file,
+                     static_cast<unsigned int>(line), NS_RecordIndexFileParserEx::kLogLevel);
+}
+
+RecordIndexFileParserEx::~RecordIndexFileParserEx() { close(); }
+
+std::string RecordIndexFileParserEx::getIndexFileName(std::string const& root,
+                                                      std::string const& date,
+                                                      std::string const& deviceDir,
+                                                      int nStorageType) {
+    std::string suffix = ".index";
+    if (nStorageType == kStorageTypeBackup) suffix = ".bakindex";
+    if (nStorageType == kStorageTypeRebuilt) suffix = ".reindex";
+    std::string namePart = deviceDir;
+    if (nStorageType == kStorageTypeShortDeviceDir) {
+        std::vector<std::string> fields;
+        size_t from = 0;
+        while (true) {
+            size_t cut = deviceDir.find('_', from);
+            fields.push_back(deviceDir.substr(from, cut == std::string::npos ? cut : cut - from));
+            if (cut == std::string::npos) break;
+            from = cut + 1;
+        }
+        if (fields.size() <= 2) return std::string();
+        namePart = fields[0] + "_" + fields[1] + "_" + fields[2];
+    }
+    return BasicTool::getRecordDir(root) + BasicTool::kSeparator + deviceDir +
+           BasicTool::kSeparator + date + BasicTool::kSeparator + namePart + "_" + date + suffix;
+}
+
+std::string RecordIndexFileParserEx::getIndexFileName(RecordFileInfo const& file) {
+    return getIndexFileName(file.getRecordDirInfoEx().getRecordRootDir(), file.getRecordDate(),
+                            file.getDeviceDirName(), file.getRecordStorageType());
+}
+
+SafePointer<IFile> RecordIndexFileParserEx::openFile(RecordDirInfoEx const& dirInfo,
+                                                     std::string const& name, int nFileMode) {
+    if (name.empty()) return SafePointer<IFile>();
+    // The writing mode would create a missing file; an index is never made here.
+    IDiskManager* manager =
+        DiskManagerFactory::getDiskManager(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
+    if (manager == nullptr || manager->isFileExist(name.c_str()) == 0) return SafePointer<IFile>();
+    SafePointer<IFile> file =
+        FileFactory::createFile(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
+    if (file.get() == nullptr || !file->open(name.c_str(), nFileMode)) return SafePointer<IFile>();
+    return file;
+}
+
+int RecordIndexFileParserEx::readWhole(SafePointer<IFile>& file, std::string const& name,
+                                       char* buffer, int nLength) {
+    if (nLength <= 0) return 0;
+    PerformanceTest timer;
+    timer.begin();
+    int read = file->read(buffer, nLength);
+    timer.end();
+    double milliseconds = static_cast<double>(timer.getWasteTime()) / 1000.0;
+    if (milliseconds >= StorageParameterManage::getInstance()->getIndexReadTimeout()) {
+        char text[512];
+        std::snprintf(text, sizeof(text), "%s, read wasttime=%lf(ms)", name.c_str(), milliseconds);
+        if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s\n", text);
+        writeParserLog(text, __FILE__, __LINE__);
+    }
+    if (read < 0) {
+        std::printf("read indexFile(%s) failed,nReadLength = %d\n", name.c_str(), read);
+    }
+    return read;
+}
+
+int RecordIndexFileParserEx::open(RecordDirInfoEx const& dirInfo, std::string const& date,
+                                  std::string const& deviceDir, int nStorageType, int nMode) {
+    close();
+    try {
+        std::string name = getIndexFileName(dirInfo.getRecordRootDir(), date, deviceDir,
+                                            nStorageType);
+        SafePointer<IFile> file = openFile(
+            dirInfo, name, nMode == kModeChange ? IFile::kModeLocalDisk : IFile::kModeRead);
+        if (file.get() == nullptr) return 0;
+        long long length = file->getLength();
+        if (length < 0 || length > RecordIndexCodec::kMaxIndexFileSize) {
+            char text[512];
+            std::snprintf(text, sizeof(text), "%s fileLength:%lld  open failed\n", name.c_str(),
+                          length);
+            writeParserLog(text, __FILE__, __LINE__);
+            file->close();
+            return 0;
+        }
+        int size = static_cast<int>(length);
+        char* image = size > 0 ? new char[size] : nullptr;
+        if (size > 0) std::memset(image, 0, size);
+        int read = readWhole(file, name, image, size);
+        if (read < 0) {
+            delete[] image;
+            file->close();
+            return 0;
+        }
+        m_pIndexFile = file;
+        m_pszIndexCache = image;
+        m_nIndexCacheLen = read < size ? read : size;
+        m_strFileName = name;
+        m_parser.setIndexInfo(dirInfo, date, deviceDir, m_pszIndexCache, m_nIndexCacheLen,
+                              nStorageType);
+        return 1;
+    } catch (OVRuntimeError const& error) {
+        Logger::writeLog(NS_RecordIndexFileParserEx::kIOErrorLog, error.what(), __FILE__, __LINE__);
+        close();
+        return 0;
+    }
+}
+
+void RecordIndexFileParserEx::close() {
+    m_parser.setIndexInfo(nullptr, 0, m_parser.getRecordStorageType());
+    delete[] m_pszIndexCache;
+    m_pszIndexCache = nullptr;
+    m_nIndexCacheLen = 0;
+    if (m_pIndexFile.get() != nullptr) m_pIndexFile->close();
+    m_pIndexFile.reset();
+}
+
+long long RecordIndexFileParserEx::getIndexFileLen(RecordDirInfoEx const& dirInfo,
+                                                   std::string const& date,
+                                                   std::string const& deviceDir,
+                                                   int nStorageType) {
+    try {
+        std::string name = getIndexFileName(dirInfo.getRecordRootDir(), date, deviceDir,
+                                            nStorageType);
+        SafePointer<IFile> file = openFile(dirInfo, name, IFile::kModeRead);
+        if (file.get() == nullptr) return -1;
+        long long length = file->getLength();
+        file->close();
+        return length < 0 ? -1 : length;
+    } catch (OVRuntimeError const& error) {
+        Logger::writeLog(NS_RecordIndexFileParserEx::kIOErrorLog, error.what(), __FILE__, __LINE__);
+        return -1;
+    }
+}
+
+int RecordIndexFileParserEx::repairIndex(RecordDirInfoEx const& dirInfo, std::string const& date,
+                                         std::string const& deviceDir, int nStorageType) {
+    try {
+        std::string name = getIndexFileName(dirInfo.getRecordRootDir(), date, deviceDir,
+                                            kStorageTypeRebuilt);
+        SafePointer<IFile> file = openFile(dirInfo, name, IFile::kModeRead);
+        if (file.get() == nullptr) return 0;
+        long long length = file->getLength();
+        if (length < 0 || length > RecordIndexCodec::kMaxIndexFileSize) {
+            char text[512];
+            std::snprintf(text, sizeof(text), "%s fileLength:%lld  open failed\n", name.c_str(),
+                          length);
+            writeParserLog(text, __FILE__, __LINE__);
+            file->close();
+            return 0;
+        }
+        int const mainLength = m_nIndexCacheLen;
+        int const rebuiltLength = static_cast<int>(length);
+        if (mainLength + rebuiltLength == 0) {
+            file->close();
+            return 1;
+        }
+        char* merged = new char[mainLength + rebuiltLength];
+        if (mainLength > 0) std::memcpy(merged, m_pszIndexCache, mainLength);
+        int read = readWhole(file, name, merged + mainLength, rebuiltLength);
+        file->close();
+        if (read < 0) {
+            delete[] merged;
+            return 0;
+        }
+
+        RecordIndexParserImplEx rebuilt;
+        rebuilt.setIndexInfo(dirInfo, date, deviceDir, merged + mainLength, read,
+                             kStorageTypeRebuilt);
+        RecordIndexParserImplEx::FileList files;
+        rebuilt.getRepairedRecordFileInfoList(files);
+        if (files.empty()) {
+            delete[] merged;
+            return 1;
+        }
+        // Hide the main entries that were rebuilt; the file keeps them.
+        for (auto const& repaired : files) {
+            int begin = 0;
+            int end = 0;
+            m_parser.deleteFile(*repaired, begin, end);
+        }
+        if (mainLength > 0) std::memcpy(merged, m_pszIndexCache, mainLength);
+        delete[] m_pszIndexCache;
+        m_pszIndexCache = merged;
+        m_nIndexCacheLen = mainLength + read;
+        m_parser.setIndexInfo(dirInfo, date, deviceDir, m_pszIndexCache, m_nIndexCacheLen,
+                              nStorageType);
+        return 1;
+    } catch (OVRuntimeError const& error) {
+        Logger::writeLog(NS_RecordIndexFileParserEx::kIOErrorLog, error.what(), __FILE__, __LINE__);
+        return 0;
+    }
+}
+
+char* RecordIndexFileParserEx::getIndexInfo(int& nLength) const {
+    nLength = m_nIndexCacheLen;
+    return m_pszIndexCache;
+}
+
+bool RecordIndexFileParserEx::writeBack(int nBegin, int nEnd) {
+    if (m_pIndexFile.get() == nullptr || nBegin < 0 || nEnd < nBegin || nEnd >= m_nIndexCacheLen) {
+        return false;
+    }
+    try {
+        if (!m_pIndexFile->seek(nBegin, SEEK_SET)) return false;
+        int offset = nBegin;
+        while (offset <= nEnd) {
+            int written = m_pIndexFile->write(m_pszIndexCache + offset, nEnd - offset + 1);
+            if (written <= 0) return false;
+            offset += written;
+        }
+        return m_pIndexFile->flush();
+    } catch (OVRuntimeError const& error) {
+        Logger::writeLog(NS_RecordIndexFileParserEx::kIOErrorLog, error.what(), __FILE__, __LINE__);
+        return false;
+    }
+}
+
+char* RecordIndexFileParserEx::getLastestIndexInfo(int& nLength) {
+    return m_parser.getLastestIndexInfo(nLength);
+}
+
+int RecordIndexFileParserEx::getLastestFileInfo(RecordFileInfo& file) {
+    return m_parser.getLastestFileInfo(file);
+}
+
+int RecordIndexFileParserEx::getLastestFileInfo(RecordFileInfo& file, int& nVersion) {
+    return m_parser.getLastestFileInfo(file, nVersion);
+}
+
+int RecordIndexFileParserEx::getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount,
+                                                       bool bIncludeLocked) {
+    return m_parser.getEarliestRecordFileInfo(list, nCount, bIncludeLocked);
+}
+
+int RecordIndexFileParserEx::getEarliestRecordFileInfo(RecordFileInfo& file) {
+    return m_parser.getEarliestRecordFileInfo(file);
+}
+
+int RecordIndexFileParserEx::queryRecordSegmentList(SingleDeviceRecordQuery* query,
+                                                    bool bWithDataLength) {
+    return m_parser.queryRecordSegmentList(query, bWithDataLength);
+}
+
+int RecordIndexFileParserEx::getRecordFileInfo(RecordInfo const& info,
+                                               SafePointer<RecordFileInfo>& file, bool bForward) {
+    int begin = 0;
+    int headEnd = 0;
+    int end = 0;
+    std::map<int, int> spans;
+    return m_parser.getRecordFileInfo(info, file, begin, headEnd, end, spans, bForward);
+}
+
+int RecordIndexFileParserEx::getRecordFileInfoList(long long nBegin, long long nEnd,
+                                                   RecordIndexParserImplEx::FileList& list) {
+    return m_parser.getRecordFileInfoList(nBegin, nEnd, list);
+}
+
+int RecordIndexFileParserEx::getRecordFileInfoByFileName(char const* name,
+                                                         SafePointer<RecordFileInfo>& file) {
+    return m_parser.getRecordFileInfoByFileName(name, file);
+}
+
+int RecordIndexFileParserEx::getRecordFileLenAndTimeLen(int& nDataLength, int& nTimeLength,
+                                                        int& nInterval, int& nEnd,
+                                                        bool& bClosed) {
+    return m_parser.getRecordFileLenAndTimeLen(nDataLength, nTimeLength, nInterval, nEnd, bClosed);
+}
+
+int RecordIndexFileParserEx::getFileNumber() { return m_parser.getFileNumber(); }
+
+int RecordIndexFileParserEx::getIndexDemagedFileList(RecordIndexParserImplEx::FileList& list) {
+    return m_parser.getIndexDemagedFileList(list);
+}
+
+int RecordIndexFileParserEx::getLockFileInfo(int& nCount) {
+    return m_parser.getLockFileInfo(nCount);
+}
+
+int RecordIndexFileParserEx::getLockFileList(std::vector<std::string>& list) {
+    return m_parser.getLockFileList(list);
+}
+
+int RecordIndexFileParserEx::lockFile(long long nBegin, long long nEnd) {
+    int first = -1;
+    int last = -1;
+    if (m_parser.lockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
+    return writeBack(first, last) ? 1 : 0;
+}
+
+int RecordIndexFileParserEx::unLockFile(long long nBegin, long long nEnd) {
+    int first = -1;
+    int last = -1;
+    if (m_parser.unLockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
+    return writeBack(first, last) ? 1 : 0;
+}
+
+int RecordIndexFileParserEx::deleteFile(RecordFileInfo const& file) {
+    int begin = -1;
+    int end = -1;
+    if (m_parser.deleteFile(file, begin, end) == 0) return 0;
+    return writeBack(begin, end) ? 1 : 0;
+}
+
+int RecordIndexFileParserEx::deleteOutDateFile(SafePointer<RecordOutDateFileHandler>& handler) {
+    int first = -1;
+    int last = -1;
+    if (m_parser.deleteOutDateFile(handler, first, last) == 0) return 1;
+    return writeBack(first, last) ? 1 : 0;
+}
+
+int RecordIndexFileParserEx::deleteDeviceFile(SafePointer<RecordOutDateFileHandler>& handler) {
+    int first = -1;
+    int last = -1;
+    if (m_parser.deleteDeviceFile(handler, first, last) == 0) return 1;
+    return writeBack(first, last) ? 1 : 0;
+}
+
+int RecordIndexFileParserEx::deleteEarliestRecordFile(
+    SafePointer<EarliestFileDeleteHandler>& handler) {
+    int first = -1;
+    int last = -1;
+    if (m_parser.deleteEarliestRecordFile(handler, first, last) == 0) return 1;
+    return writeBack(first, last) ? 1 : 0;
+}

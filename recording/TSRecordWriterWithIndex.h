@@ -1,0 +1,62 @@
+#ifndef RECORDING_TSRECORDWRITERWITHINDEX_H
+#define RECORDING_TSRECORDWRITERWITHINDEX_H
+
+#include <string>
+
+#include "foundation/SafePointer.h"
+#include "host/IFile.h"
+#include "host/OVMutex.h"
+#include "index/RecordFileIndexWriter.h"
+#include "recording/IRecordWriter.h"
+
+// Writes one record file of an indexed directory and keeps its entry in the
+// day's index. A block that would reach the file's usable size is refused
+// whole; a continued file refuses a first block older than what it holds;
+// another thread may ask it to end its file at the next block.
+//
+// Reached by the session's thread (write), a directory's close thread and
+// the update manager (close, setUpdateFlag, isSameDisk); m_mutex serialises
+// write and close.
+class TSRecordWriterWithIndex : public IRecordWriter {
+public:
+    TSRecordWriterWithIndex() = default;
+    ~TSRecordWriterWithIndex() override;
+
+    int open(SafePointer<RecordFileInfo> const& info, int& nTimeLength) override;
+    int write(AVData const*, bool, int) override { return -1; }
+    int write(TSAVData const* data, bool bLock, int nParam) override;
+    int getWriteResult(int) override { return 0; }
+    void writeLeftData() override;
+    void clearRecordingMark() override;
+    int getDirectIOoffset() override;
+    void close() override;
+    bool isSameDisk(std::string const& diskName) override;
+    void setUpdateFlag() override;
+    bool getUpdateFlag() override { return m_bUpdateFlag; }
+
+    static constexpr int kWriteTimeLimitSeconds = 3;
+    static int initFlushIntervalTime(int nDiskType, int nFormat);
+
+private:
+    int needChangeFile(TSAVData const* data) const;
+    int writeData(char const* data, int length);
+    // The data file is missing: its entry goes from the index.
+    void deleteFile();
+
+    RecordFileIndexWriter m_indexWriter;
+    SafePointer<IFile> m_recordFile;
+    bool m_bClosed = true;
+    int m_nFileLength = 0;
+    SafePointer<RecordFileInfo> m_recordFileInfo;  // shared with the session
+    unsigned long long m_nFileSegmentSize = 0;
+    double m_dLastFlushTime = 0;
+    bool m_bFirstFrame = true;
+    long long m_nMinTimeStamp = 0;  // seconds
+    int m_nDiskType = 1;
+    int m_nFlushInterval = 60;
+    volatile bool m_bUpdateFlag = false;  // set from other threads without the lock
+    int m_nUsePercent = 100;
+    OVMutex m_mutex;
+};
+
+#endif
