@@ -1,5 +1,7 @@
 #include "index/IRecordIndexInfoParser.h"
 
+#include <climits>
+
 #include "host/Logger.h"
 #include "index/RecordFileIndexNodeInfo.h"
 #include "index/RecordIndexCache.h"
@@ -9,6 +11,13 @@ namespace NS_IRecordIndexInfoParser {
 char const* const kLogName = "RecordIndexInfoParser";
 // A segment cut by length is not begun with a remainder shorter than this.
 constexpr int kMinSegmentRemainder = 30;
+
+// Byte counts of a damaged area can pass 2 GiB; they stop at the largest
+// int instead of overflowing.
+int addLength(int nSum, int nLength) {
+    long long sum = static_cast<long long>(nSum) + nLength;
+    return sum > INT_MAX ? INT_MAX : static_cast<int>(sum);
+}
 
 bool isIFramePoint(IRecordIndexInfoParser::WalkItem const& item) {
     return item.nIndexType == 1 || item.bLong;
@@ -27,7 +36,7 @@ bool IRecordIndexInfoParser::nextItem(WalkItem& item) {
             offset += length;
             continue;
         }
-        item.nFilePos += item.nDataLength;
+        item.nFilePos = NS_IRecordIndexInfoParser::addLength(item.nFilePos, item.nDataLength);
         item.nTime = info.bLong ? info.nTimeInterval : item.nTime + info.nTimeInterval;
         item.nOffset = offset;
         item.nItemLength = length;
@@ -49,7 +58,7 @@ bool IRecordIndexInfoParser::nextItem(WalkItem& item) {
 int IRecordIndexInfoParser::getValidDataLength() {
     int total = 0;
     WalkItem item;
-    while (nextItem(item)) total += item.nDataLength;
+    while (nextItem(item)) total = NS_IRecordIndexInfoParser::addLength(total, item.nDataLength);
     return total;
 }
 
@@ -156,15 +165,15 @@ int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* quer
     bool alarm = item.bAlarm;
     int cur = item.nTime;
     int prevLength = item.nTimeLength;
-    long long dataLength = inWindow(item) ? item.nDataLength : 0;
+    int dataLength = inWindow(item) ? item.nDataLength : 0;
     while (nextItem(item)) {
         bool ends = item.nTimeInterval - prevLength > precision || item.bLocked != locked ||
                     item.bAlarm != alarm ||
                     (interval > 0 && base + item.nTime - segmentBegin >= limit);
         if (ends) {
             if (dataLength != 0) {
-                query->handleRecordSegment(segmentBegin, prevLength + cur + base,
-                                           static_cast<int>(dataLength), locked, alarm);
+                query->handleRecordSegment(segmentBegin, prevLength + cur + base, dataLength,
+                                           locked, alarm);
             }
             cur = item.nTime;
             segmentBegin = cur + base;
@@ -175,12 +184,14 @@ int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* quer
         } else {
             cur = item.nTime;
         }
-        if (inWindow(item)) dataLength += item.nDataLength;
+        if (inWindow(item)) {
+            dataLength = NS_IRecordIndexInfoParser::addLength(dataLength, item.nDataLength);
+        }
         prevLength = item.nTimeLength;
     }
     if (dataLength != 0) {
-        query->handleRecordSegment(segmentBegin, prevLength + cur + base,
-                                   static_cast<int>(dataLength), locked, alarm);
+        query->handleRecordSegment(segmentBegin, prevLength + cur + base, dataLength, locked,
+                                   alarm);
     }
     return 1;
 }
@@ -193,7 +204,7 @@ int IRecordIndexInfoParser::getRecordFileTimeSegmentList(std::map<int, int>& seg
     WalkItem item;
     int prevEnd = 0;  // t + time length of the previous item
     while (nextItem(item)) {
-        dataLength += item.nDataLength;
+        dataLength = NS_IRecordIndexInfoParser::addLength(dataLength, item.nDataLength);
         if (item.bLong) {
             // A long item follows a gap of unknown content: the span so far
             // ends with the previous item.
@@ -224,7 +235,7 @@ int IRecordIndexInfoParser::getRecordFileSizeAndTimeInfo(int& nDataLength, int& 
     int prevTimeLength = 0;
     WalkItem item;
     while (nextItem(item)) {
-        dataLength += item.nDataLength;
+        dataLength = NS_IRecordIndexInfoParser::addLength(dataLength, item.nDataLength);
         if (item.bLong) {
             ++longItems;
             if (item.nCount > 1) time += prevTimeLength;

@@ -116,6 +116,16 @@ int RecordFileIndexCreator::togetherRecordFile(SafePointer<RecordFileInfo>& file
 
     int version = -1;
     if (!getOldFileIndex(scratch, version) || version != RecordIndexCodec::kIndexVersion3) return -1;
+    // A run that a power cut left unsealed is never appended to; taking a
+    // fresh file at once keeps the block that asked for it.
+    int dataLength = 0;
+    int timeLength = 0;
+    int interval = 0;
+    int end = -1;
+    bool closed = false;
+    LastRecordFileInfoManager::getInstance()->getRecordValidLength(scratch, dataLength, timeLength, interval,
+                                                                   end, closed);
+    if (!closed) return -1;
     std::string last = scratch->createRecordFileName();
     if (m_pDiskManager == nullptr || m_pDiskManager->isFileExist(last.c_str()) != 1) {
         deleteOldFileIndex(*scratch);

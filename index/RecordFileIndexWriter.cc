@@ -123,6 +123,8 @@ int RecordFileIndexWriter::writeRecordFileInfo(char const* fileName, AVStreamInf
     m_nEncodeType = info.getEncoderType();
     // A failed head CRC leaves the entry without one, which readers accept.
     writeHeadCrcCode(buffer, length);
+    // The head is what a power cut must leave behind: everything later hangs on it.
+    m_indexFile->flush();
     return 0;
 }
 
