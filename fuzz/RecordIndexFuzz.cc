@@ -345,6 +345,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     exerciseItemParsers(text, length);
     exerciseEscaping(text, length);
     exerciseImage(text, length);
-    exerciseFiles(data, length);
+    // Files cost a sync per change: one input in four goes the whole way.
+    if (length == 0 || (data[length - 1] & 3) == 0) exerciseFiles(data, length);
     return 0;
 }

@@ -11,6 +11,7 @@
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "directory/PlainRecordDir.h"
+#include "disk/RecordDirStateManager.h"
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/ReturnCode.h"
 #include "foundation/StorageParameterManage.h"
@@ -91,6 +92,7 @@ protected:
         LastRecordFileInfoManager::getInstance()->clear();
         FileFactory::resetFileCreator();
         HostClock::reset();
+        RecordDirStateManager::getInstance()->clear();
     }
 
     std::unique_ptr<RecordStorageTSImpl> session(int camera) {
@@ -147,6 +149,11 @@ TEST_F(WriteSupervisionTest, HungWriteTurnsIntoATimeOutWhileOtherDisksKeepGoing)
     EXPECT_EQ(0, result.load());
     EXPECT_EQ(FileRequestWriteFailed, slow->getRequestType());
     EXPECT_EQ(1, slowDir->getLastFileState().nTimeOuts);
+    int sum = 0;
+    int count = 0;
+    ASSERT_TRUE(RecordDirStateManager::getInstance()->getTimeoutInfo(slowDir->getRecordDirInfoEx(), sum, count));
+    EXPECT_EQ(1, count);
+    EXPECT_GE(sum, TSRecordWriterWithIndex::kWriteTimeLimitSeconds);
     std::string log = readWhole(m_root.root() + "/mnt/mtd/log/recordError.log");
     EXPECT_NE(std::string::npos, log.find("DeviceInfo[NVR_10.0.0.7_1]"));
     EXPECT_NE(std::string::npos, log.find("Detect TimeOut["));
