@@ -23,6 +23,8 @@ void RecordDiskManagerImpl::setRecordDirInfoList(std::vector<RecordDirInfoEx> co
         for (Dir& old : stopped) {
             if (old.info == info) entry.dir = old.dir;
         }
+        // A directory kept in service takes its new description.
+        if (!entry.dir.isNull()) entry.dir->setRecordDirInfoEx(info);
         if (entry.dir.isNull()) {
             entry.dir = SafePointer<IRecordDir>(new PlainRecordDir(info));
             entry.dir->init();

@@ -50,6 +50,8 @@ std::unique_ptr<char[]> exactCopy(char const* data, int length) {
 }
 
 void exerciseArea(int version, char const* data, int length, long long beginTime) {
+    // Readers take begin times of 32 bits only (RecordIndexFileItemParserEx).
+    beginTime &= 0xFFFFFFFFLL;
     auto area = exactCopy(data, length);
     auto parser = RecordIndexParserFactory::createParser(version);
 

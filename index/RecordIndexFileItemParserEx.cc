@@ -12,6 +12,11 @@
 #include "index/RecordIndexFileParserEx.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
 
+namespace NS_RecordIndexFileItemParserEx {
+// Record times are seconds in 32 bits wherever they are handed on.
+constexpr long long kMaxBeginTime = 0xFFFFFFFFLL;
+}  // namespace NS_RecordIndexFileItemParserEx
+
 RecordIndexFileItemParserEx::~RecordIndexFileItemParserEx() { delete[] m_pszIndexFileHeader; }
 
 void RecordIndexFileItemParserEx::resetFields() {
@@ -80,13 +85,17 @@ int RecordIndexFileItemParserEx::parseFileInfo() {
         }
     }
     if (comma < 0 || comma + RecordIndexCodec::kTailVersionOffset >= length - 1) return 0;
+    unsigned char const* tail = p + comma;
+    long long beginTime = static_cast<long long>(
+        RecordIndexCodec::readLE(tail + RecordIndexCodec::kTailBeginTimeOffset, 8));
+    // A time no segment can carry is damage, not a recording: taking it
+    // would only push every sum over the begin time out of range.
+    if (beginTime < 0 || beginTime > NS_RecordIndexFileItemParserEx::kMaxBeginTime) return 0;
     m_strFileName.assign(m_pszIndexFileHeader + RecordIndexCodec::kStartCodeSize,
                          comma - RecordIndexCodec::kStartCodeSize);
-    unsigned char const* tail = p + comma;
     m_nTimeZone = tail[RecordIndexCodec::kTailZoneOffset] >> 4;
     m_nDst = tail[RecordIndexCodec::kTailZoneOffset] & 0x0F;
-    m_nBeginTime = static_cast<long long>(
-        RecordIndexCodec::readLE(tail + RecordIndexCodec::kTailBeginTimeOffset, 8));
+    m_nBeginTime = beginTime;
     m_nWidth = static_cast<int>(RecordIndexCodec::readLE(tail + RecordIndexCodec::kTailWidthOffset, 2));
     m_nHeight = static_cast<int>(RecordIndexCodec::readLE(tail + RecordIndexCodec::kTailHeightOffset, 2));
     m_nEncodeType = tail[RecordIndexCodec::kTailEncodeTypeOffset];

@@ -37,7 +37,8 @@ public:
     // The same for a head without item area.
     int setIndexHeadInfo(char* p, int nHeadLength);
     // Reads name and tail from the unescaped head: 1, or 0 for a head too
-    // short for them (the other fields are then left as they were).
+    // short for them or with a begin time outside 0 to 0xFFFFFFFF (the other
+    // fields are then left as they were).
     int parseFileInfo();
 
     std::string const& getFileName() const { return m_strFileName; }

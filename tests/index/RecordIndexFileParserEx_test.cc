@@ -313,12 +313,13 @@ TEST_F(RecordIndexFileParserExTest, PaintedEntryIsInvisibleAndNotDamage) {
     EXPECT_TRUE(damaged(parser).empty());
 }
 
-TEST_F(RecordIndexFileParserExTest, HeadWithoutWidthIsNoEntry) {
+TEST_F(RecordIndexFileParserExTest, HeadWithoutWidthOrWithImpossibleTimeIsNoEntry) {
     Builder builder;
     builder.addEntry(fileName(1), kT0, Builder::steadyItems(20));
     builder.addEntry(fileName(2), kT0 + 40, Builder::steadyItems(20), Codec::kIndexVersion3, 16,
                      true, 0, 1080);
     builder.addEntry(fileName(3), kT0 + 80, Builder::steadyItems(20));
+    builder.addEntry(fileName(4), -kT0, Builder::steadyItems(20));  // a time no one records
     writeIndex(builder.image(4096, '\0'));
     RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser));

@@ -18,6 +18,7 @@
 #include "host/HostClock.h"
 #include "host/HostPaths.h"
 #include "recording/RecordStorage.h"
+#include "host/DiskManagerFactory.h"
 #include "tests/support/FfprobeCheck.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
@@ -721,6 +722,37 @@ TEST_F(TSFrameQueueRecordingTest, EveryStoredFrameReadsBackInOrder) {
     EXPECT_TRUE(in.getErrors().empty()) << in.getErrors()[0];
     EXPECT_EQ(static_cast<size_t>(stored), in.getPes(kVideoPid).size());
     EXPECT_EQ(900u, in.getPes(kAudioPid).size());
+}
+
+TEST_F(TSFrameQueueRecordingTest, EveryRecordFileIsAPlayableStreamOfItsOwn) {
+    m_dir.setFileSegmentSize(1024 * 1024);
+    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
+    TestStreams::VideoOptions cif;
+    cif.nWidth = 640;
+    cif.nHeight = 360;
+    std::vector<AVData> video =
+        TestStreams::readH264(std::string(RECSTORE_TESTDATA_DIR) + "/cif25_gop50_20s.h264", cif);
+    std::vector<AVData> sound = TestStreams::readALaw(std::string(RECSTORE_TESTDATA_DIR) + "/tone8k_20s.alaw");
+    TSFrameQueue queue(3 * 1024 * 1024);
+    m_storage.setTSFrameQueue(&queue);
+    int const stored = record(queue, TestStreams::interleave(video, sound), 0);
+    m_storage.close();
+
+    std::string const dir = m_dir.getRecordRootDir() + "/record/NVR_10.0.0.7_2/2024-01-01";
+    std::vector<std::string> names;
+    DiskManagerFactory::getDiskManager(1, 0)->getFileList(dir.c_str(), names, "*.ts", 0);
+    ASSERT_GE(names.size(), 2u);
+    size_t frames = 0;
+    for (std::string const& name : names) {
+        SCOPED_TRACE(name);
+        std::string const file = dir + "/" + name;
+        EXPECT_EQ((std::vector<std::string>{"h264", "bin_data"}), FfprobeCheck::codecNames(file));
+        std::vector<double> times = FfprobeCheck::packetTimes(file, 0);
+        for (size_t i = 1; i < times.size(); ++i) ASSERT_LE(times[i - 1], times[i]) << i;
+        EXPECT_EQ("", FfprobeCheck::decodeErrors(file));
+        frames += times.size();
+    }
+    EXPECT_EQ(static_cast<size_t>(stored), frames);
 }
 
 // The camera model of the queue: I and P frames only (the CIF stream; the HD
