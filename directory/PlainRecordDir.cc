@@ -43,12 +43,7 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
         writeLog("createFile: index file failed", __LINE__);
         return OV_RECORD_CREATE_INDEX_FAILED;
     }
-    RecordDeviceInfo device;
-    device.setDeviceId(file->getDeviceId());
-    device.setDeviceIP(file->getDeviceIP());
-    device.setCameraId(file->getCameraId());
-    device.setRecordMode(file->getRecordMode());
-    if (!m_requests.isRequestNewFile(device) && creator.togetherRecordFile(file) == 0) return 0;
+    if (!m_requests.isRequestNewFile(file->getRecordDeviceInfo()) && creator.togetherRecordFile(file) == 0) return 0;
 
     // Numbers are never reused: skip any name a file already holds.
     for (;;) {

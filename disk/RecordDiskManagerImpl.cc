@@ -95,12 +95,7 @@ int RecordDiskManagerImpl::createRecordFile(SafePointer<RecordFileInfo> file, in
     }
     if (chosen == nullptr) return OV_RECORD_NO_DIR_WRITE;
 
-    RecordDeviceInfo device;
-    device.setDeviceId(file->getDeviceId());
-    device.setDeviceIP(file->getDeviceIP());
-    device.setCameraId(file->getCameraId());
-    device.setRecordMode(file->getRecordMode());
-    chosen->dir->setDeviceRequetType(device, requestType);
+    chosen->dir->setDeviceRequetType(file->getRecordDeviceInfo(), requestType);
     int code = chosen->dir->createFile(file);
     if (code != 0) return code;
     holdDisk(file.get(), diskNameOf(chosen->info));

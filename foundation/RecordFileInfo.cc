@@ -46,3 +46,12 @@ RecordInfo RecordFileInfo::changeToRecordInfo() const {
     info.setLockFlag(m_LockFlag);
     return info;
 }
+
+RecordDeviceInfo RecordFileInfo::getRecordDeviceInfo() const {
+    RecordDeviceInfo device;
+    device.setDeviceId(m_DeviceId);
+    device.setDeviceIP(m_DeviceIP);
+    device.setCameraId(m_CameraId);
+    device.setRecordMode(m_RecordMode);
+    return device;
+}

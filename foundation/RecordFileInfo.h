@@ -50,6 +50,8 @@ public:
     bool operator==(RecordFileInfo const& other) const;
 
     RecordInfo changeToRecordInfo() const;
+    // The channel as the disk policies know it.
+    RecordDeviceInfo getRecordDeviceInfo() const;
 
 private:
     AVStreamInfo m_streamInfo;

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <vector>
 
+#include "foundation/BasicTool.h"
+
 static_assert(RecordIndexCodec::kTailSize ==
                   RecordIndexCodec::kTailReservedOffset + RecordIndexCodec::kTailReservedSize,
               "the tail ends with its reserved bytes");
@@ -26,16 +28,11 @@ bool followsThreeZeros(unsigned char const* p, int i) {
 }  // namespace NS_RecordIndexCodec
 
 std::uint64_t RecordIndexCodec::readLE(unsigned char const* bytes, int nLength) {
-    std::uint64_t value = 0;
-    for (int i = std::min(nLength, 8) - 1; i >= 0; --i) value = (value << 8) | bytes[i];
-    return value;
+    return static_cast<std::uint64_t>(BasicTool::toLongLE(bytes, nLength));
 }
 
 void RecordIndexCodec::writeLE(unsigned char* bytes, std::uint64_t value, int nLength) {
-    for (int i = 0; i < nLength && i < 8; ++i) {
-        bytes[i] = static_cast<unsigned char>(value & 0xFF);
-        value >>= 8;
-    }
+    BasicTool::toBytesLE(bytes, static_cast<long long>(value), std::min(nLength, 8));
 }
 
 int RecordIndexCodec::encodeHead(HeadInfo const& info, char* out, int nCapacity) {
