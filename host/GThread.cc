@@ -44,15 +44,23 @@ bool GThread::start() {
 }
 
 void GThread::stop() {
+    // From the body itself: only ask. Taking the start lock here would wait
+    // for an outside stop() that is waiting for this very thread.
+    if (m_bodyThread.load() == std::this_thread::get_id()) {
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_bStopRequest = true;
+        }
+        m_wake.notify_all();
+        return;
+    }
     std::unique_lock<std::mutex> startLock(m_startMutex);
     {
         std::unique_lock<std::mutex> lock(m_mutex);
         m_bStopRequest = true;
     }
     m_wake.notify_all();
-    if (!m_thread.joinable()) return;
-    if (m_thread.get_id() == std::this_thread::get_id()) return;  // from the body itself
-    m_thread.join();
+    if (m_thread.joinable()) m_thread.join();
 }
 
 void GThread::setPalpitationTime(int milliseconds) {
@@ -88,6 +96,7 @@ int guardedCall(function<int> const& call) {
 }  // namespace NS_GThread
 
 void GThread::run() {
+    m_bodyThread.store(std::this_thread::get_id());
     // The kernel keeps at most 15 characters and the terminating zero.
     std::string shortName = m_strName.substr(0, 15);
     pthread_setname_np(pthread_self(), shortName.c_str());
@@ -107,6 +116,7 @@ void GThread::run() {
         }
     }
     NS_GThread::guardedCall(m_after);
+    m_bodyThread.store(std::thread::id());
     std::unique_lock<std::mutex> lock(m_mutex);
     m_bRunning = false;
 }

@@ -1,6 +1,7 @@
 #ifndef HOST_GTHREAD_H
 #define HOST_GTHREAD_H
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -59,6 +60,7 @@ private:
     std::mutex m_mutex;            // guards the fields below
     std::condition_variable m_wake;
     std::thread m_thread;          // guarded by m_startMutex
+    std::atomic<std::thread::id> m_bodyThread{};  // the loop's own thread while it runs
     bool m_bStopRequest = false;   // guarded by m_mutex
     bool m_bRunning = false;       // guarded by m_mutex
     int m_nPalpitationMs = kDefaultPalpitationMs;  // guarded by m_mutex

@@ -20,7 +20,9 @@ int sy_system(char const* command, int timeoutSeconds) {
     pid_t child = fork();
     if (child < 0) return -1;
     if (child == 0) {
-        // Only async-signal-safe calls between fork and exec.
+        // Only async-signal-safe calls between fork and exec. A group of its
+        // own, so a time-out takes down what the command started too.
+        setpgid(0, 0);
         execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
         _exit(127);
     }
@@ -42,7 +44,7 @@ int sy_system(char const* command, int timeoutSeconds) {
         long long elapsedMs = (static_cast<long long>(now.tv_sec) - start.tv_sec) * 1000LL +
                               (now.tv_nsec - start.tv_nsec) / 1000000;
         if (elapsedMs >= timeoutSeconds * 1000LL) {
-            kill(child, SIGKILL);
+            kill(-child, SIGKILL);
             while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
             }
             return -1;
