@@ -19,13 +19,6 @@ constexpr long long kBegin = 1704110400;  // 2024-01-01 12:00:00 UTC
 constexpr int kVideo = 1;
 constexpr int kAudio = 2;
 
-std::string readWhole(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
 // An entry of the day's index made as a directory makes one, and a writer
 // on it; the items are read back from the bytes in the index file.
 class RecordFileIndexWriterTest : public ::testing::Test {
@@ -58,7 +51,7 @@ protected:
     void TearDown() override { LastRecordFileInfoManager::getInstance()->clear(); }
 
     std::string indexBytes() const {
-        return readWhole(RecordIndexFileParserEx::getIndexFileName(*m_file));
+        return TempDir::readWhole(RecordIndexFileParserEx::getIndexFileName(*m_file));
     }
 
     // Items behind the head and its CRC item, up to the zero filler.
@@ -190,7 +183,7 @@ TEST_F(RecordFileIndexWriterTest, UnsealedRunIsNotContinued) {
     // Fill the tail as a pool file is filled, so the reader sees the run open.
     {
         std::string name = RecordIndexFileParserEx::getIndexFileName(*m_file);
-        std::string bytes = readWhole(name);
+        std::string bytes = TempDir::readWhole(name);
         size_t used = bytes.find(std::string(8, '\0'));
         std::fill(bytes.begin() + static_cast<long>(used), bytes.end(), '\xFF');
         std::ofstream(name, std::ios::binary | std::ios::trunc) << bytes;

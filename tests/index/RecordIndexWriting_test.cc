@@ -31,13 +31,6 @@ constexpr long long kDay0 = 1704110400;  // 2024-01-01 12:00:00 UTC
 char const* const kDeviceDir = "NVR_10.0.0.7_2";
 char const* const kDate = "2024-01-01";
 
-std::string readWhole(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
 // One block as the session took it.
 struct Written {
     std::string file;
@@ -205,7 +198,7 @@ TEST_F(RecordIndexWritingTest, RealStreamReadsBackAsItsSegmentsAndIFramePosition
     ASSERT_GE(channel.blocks().size(), 8u);
 
     std::string name = channel.blocks().front().file;
-    std::string data = readWhole(dateDir() + "/" + name);
+    std::string data = TempDir::readWhole(dateDir() + "/" + name);
     std::vector<int> expected;
     std::string joined;
     for (Written const& block : channel.blocks()) {
@@ -245,7 +238,7 @@ TEST_F(RecordIndexWritingTest, FileJoinedAfterARestartKeepsItsTimeLine) {
     EXPECT_EQ(name, names[0]);
     int dataLength = 0;
     iFramePositions(name, dataLength);
-    EXPECT_EQ(static_cast<int>(readWhole(dateDir() + "/" + name).size()), dataLength);
+    EXPECT_EQ(static_cast<int>(TempDir::readWhole(dateDir() + "/" + name).size()), dataLength);
     std::vector<RecordTimeSegment> found = segments();
     ASSERT_EQ(2u, found.size());
     EXPECT_EQ(static_cast<unsigned long>(kDay0), found[0].getRecordBeginTime());
@@ -287,7 +280,7 @@ TEST_F(RecordIndexWritingTest, PowerCutAtEveryBlockLeavesEverythingUpToTheLastFl
         long long expected = 0;
         for (size_t block = 0; block < indexed; ++block) expected += written[block].bytes.size();
         EXPECT_EQ(expected, dataLength);
-        std::string data = readWhole(dateDir() + "/" + name);
+        std::string data = TempDir::readWhole(dateDir() + "/" + name);
         ASSERT_GE(static_cast<long long>(data.size()), expected);
         std::string flushed;
         for (size_t block = 0; block < indexed; ++block) flushed += written[block].bytes;
@@ -307,7 +300,7 @@ TEST_F(RecordIndexWritingTest, PowerCutAtEveryBlockLeavesEverythingUpToTheLastFl
         int joinedLength = -1;
         iFramePositions(name, joinedLength);
         EXPECT_EQ(expected + static_cast<long long>(appended.size()), joinedLength);
-        std::string joined = readWhole(dateDir() + "/" + name);
+        std::string joined = TempDir::readWhole(dateDir() + "/" + name);
         EXPECT_TRUE(flushed == joined.substr(0, static_cast<size_t>(expected)));
         EXPECT_TRUE(appended == joined.substr(static_cast<size_t>(expected), appended.size()));
     }

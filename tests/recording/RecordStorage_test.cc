@@ -26,6 +26,7 @@
 #include "tests/support/FaultPlan.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestBlock.h"
 #include "tests/support/TsInspector.h"
 
 namespace {
@@ -36,36 +37,15 @@ constexpr long long kSecond = 1000000;
 
 // A queue block of whole TS packets whose payload bytes carry a tag, so that
 // a file's content shows which blocks went into it.
-struct Block {
-    std::vector<char> bytes;
-    TSAVData data;
-
+struct Block : TestBlock {
     Block(int esType, int frameType, long long seconds, int packets, char tag, bool discontinuity = false)
-        : bytes(static_cast<size_t>(packets) * kPacket, tag) {
-        for (int i = 0; i < packets; ++i) bytes[static_cast<size_t>(i) * kPacket] = 0x47;
-        data.setESStreamType(esType);
-        data.setFrameType(frameType);
-        data.setEncoderType(esType == 1 ? 1 : 102);
-        data.setTimeStamp(seconds * kSecond);
-        data.setDiscontinuityIndicator(discontinuity);
-        data.setImageWidth(640);
-        data.setImageHeight(360);
-        data.setData(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    }
+        : TestBlock(esType, frameType, seconds * kSecond, packets, tag, discontinuity) {}
     TSAVData const* operator&() const { return &data; }
-    std::string text() const { return std::string(bytes.begin(), bytes.end()); }
 };
 
 Block iFrame(long long s, char tag, int packets = 2) { return Block(1, 1, s, packets, tag); }
 Block pFrame(long long s, char tag, int packets = 1) { return Block(1, 2, s, packets, tag); }
 Block audio(long long s, char tag) { return Block(2, 1, s, 1, tag); }
-
-std::string readWhole(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 std::vector<std::string> listNames(std::string const& dir) {
     std::vector<std::string> names;
@@ -136,7 +116,7 @@ protected:
     }
     std::string content(size_t n, std::string const& date = "2024-01-01") const {
         std::vector<std::string> names = files(date);
-        return n < names.size() ? readWhole(dateDir(date) + "/" + names[n]) : std::string("<none>");
+        return n < names.size() ? TempDir::readWhole(dateDir(date) + "/" + names[n]) : std::string("<none>");
     }
     PlainRecordDir* plainDir() {
         return static_cast<PlainRecordDir*>(
@@ -317,7 +297,7 @@ TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheDirectoryAndIsLogged) {
     plainDir()->startDetectionThread();
     for (int i = 0; i < 1000 && plainDir()->isIOError(); ++i) usleep(10000);
     EXPECT_FALSE(plainDir()->isIOError());
-    std::string log = readWhole(m_root.root() + "/mnt/mtd/log/RecordIOError.log");
+    std::string log = TempDir::readWhole(m_root.root() + "/mnt/mtd/log/RecordIOError.log");
     EXPECT_NE(std::string::npos, log.find("RecordIOError"));
     Block c = pFrame(kDay0 + 2, 'C');
     EXPECT_EQ(0, write(c));
@@ -331,7 +311,7 @@ TEST_F(RecordStorageTest, WriterOpenFailureKeepsWaitingWithRequestTypeOpenFailed
     plan->failOpenAt(1);
     EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, write(iFrame(kDay0, 'A')));
     EXPECT_EQ(FileRequestOpenFailed, m_session->getRequestType());
-    std::string log = readWhole(m_root.root() + "/mnt/mtd/log/RecordIOError.log");
+    std::string log = TempDir::readWhole(m_root.root() + "/mnt/mtd/log/RecordIOError.log");
     EXPECT_NE(std::string::npos, log.find("device(NVR,10.0.0.7,2),open RecordWrite failed,nRet = -702"));
     // Still waiting for the first I frame.
     EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(pFrame(kDay0 + 1, 'p')));

@@ -16,29 +16,17 @@
 #include "recording/TSRecordWriterWithoutIndex.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestBlock.h"
 
 namespace {
 
 constexpr long long kBegin = 1704110400;  // 2024-01-01 12:00:00 UTC
 
-struct Block {
-    std::vector<char> bytes;
-    TSAVData data;
-    Block(int frameType, long long seconds, int length, char tag = 'x') : bytes(static_cast<size_t>(length), tag) {
-        bytes[0] = 0x47;
-        data.setESStreamType(1);
-        data.setFrameType(frameType);
-        data.setTimeStamp(seconds);
-        data.setData(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    }
+// Blocks as the session hands them to a writer: time stamps in seconds.
+struct Block : TestBlock {
+    Block(int frameType, long long seconds, int length, char tag = 'x')
+        : TestBlock(1, frameType, seconds, length / kPacket, tag) {}
 };
-
-std::string readWhole(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 class TSRecordWriterWithIndexTest : public ::testing::Test {
 protected:
@@ -119,7 +107,7 @@ TEST_F(TSRecordWriterWithIndexTest, BlockThatWouldReachTheUsableSizeIsRefusedWho
     Block exact(2, kBegin, 188);  // would make 940: refused
     EXPECT_EQ(OV_RECORD_FILE_FULL, writer.write(&exact.data, false, 0));
     writer.close();
-    EXPECT_EQ(752u, readWhole(file->createRecordFileName()).size());
+    EXPECT_EQ(752u, TempDir::readWhole(file->createRecordFileName()).size());
     EXPECT_EQ(752, indexedLength(file));
 }
 
@@ -164,7 +152,7 @@ TEST_F(TSRecordWriterWithIndexTest, UpdateWritesTheBlockFlushesAndEndsTheFileWit
     EXPECT_EQ(OV_RECORD_FILE_UPDATED, writer.write(&b.data, false, 0));
     EXPECT_FALSE(writer.getUpdateFlag());
     writer.close();
-    EXPECT_EQ(564u, readWhole(file->createRecordFileName()).size());
+    EXPECT_EQ(564u, TempDir::readWhole(file->createRecordFileName()).size());
     EXPECT_EQ(376, indexedLength(file));
 }
 
@@ -176,9 +164,9 @@ TEST_F(TSRecordWriterWithIndexTest, CloseTwiceAndWriteAfterClose) {
     Block a(1, kBegin, 188);
     ASSERT_EQ(0, writer.write(&a.data, false, 0));
     writer.close();
-    std::string index = readWhole(RecordIndexFileParserEx::getIndexFileName(*file));
+    std::string index = TempDir::readWhole(RecordIndexFileParserEx::getIndexFileName(*file));
     writer.close();
-    EXPECT_TRUE(index == readWhole(RecordIndexFileParserEx::getIndexFileName(*file)));
+    EXPECT_TRUE(index == TempDir::readWhole(RecordIndexFileParserEx::getIndexFileName(*file)));
     EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer.write(&a.data, false, 0));
 }
 
@@ -244,7 +232,7 @@ TEST_F(TSRecordWriterWithIndexTest, WriterWithoutIndexWaitsForAnIFrameAndEndsThe
     Block lateI(1, midnight + 1, 188, 'j');
     EXPECT_EQ(OV_RECORD_DAY_OVER, writer.write(&lateI.data, false, 0));
     writer.close();
-    std::string data = readWhole(file->createRecordFileName());
+    std::string data = TempDir::readWhole(file->createRecordFileName());
     EXPECT_EQ(std::string(i.bytes.begin(), i.bytes.end()) + std::string(lateP.bytes.begin(), lateP.bytes.end()), data);
 }
 

@@ -29,31 +29,15 @@
 #include "tests/support/FaultPlan.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestBlock.h"
 
 namespace {
 
 constexpr long long kDay0 = 1704110400;  // 2024-01-01 12:00:00 UTC
 
-struct Block {
-    std::vector<char> bytes;
-    TSAVData data;
-    Block(int frameType, long long seconds, char tag) : bytes(188, tag) {
-        bytes[0] = 0x47;
-        data.setESStreamType(1);
-        data.setFrameType(frameType);
-        data.setTimeStamp(seconds * 1000000);
-        data.setImageWidth(640);
-        data.setImageHeight(360);
-        data.setData(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    }
+struct Block : TestBlock {
+    Block(int frameType, long long seconds, char tag) : TestBlock(1, frameType, seconds * 1000000, 1, tag) {}
 };
-
-std::string readWhole(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 bool waitFor(std::function<bool()> const& condition) {
     for (int i = 0; i < 2000; ++i) {
@@ -154,7 +138,7 @@ TEST_F(WriteSupervisionTest, HungWriteTurnsIntoATimeOutWhileOtherDisksKeepGoing)
     ASSERT_TRUE(RecordDirStateManager::getInstance()->getTimeoutInfo(slowDir->getRecordDirInfoEx(), sum, count));
     EXPECT_EQ(1, count);
     EXPECT_GE(sum, TSRecordWriterWithIndex::kWriteTimeLimitSeconds);
-    std::string log = readWhole(m_root.root() + "/mnt/mtd/log/recordError.log");
+    std::string log = TempDir::readWhole(m_root.root() + "/mnt/mtd/log/recordError.log");
     EXPECT_NE(std::string::npos, log.find("DeviceInfo[NVR_10.0.0.7_1]"));
     EXPECT_NE(std::string::npos, log.find("Detect TimeOut["));
     slow->close();
@@ -257,7 +241,7 @@ TEST(RecordSpeedCalculatorTest, SpeedComesOnlyWithAWholePeriod) {
     EXPECT_LE(measured, 10000);
     HostClock::reset();
     EXPECT_NE(std::string::npos,
-              readWhole(root.root() + "/mnt/mtd/log/WriteSpeed.log").find("sda1  write speed is"));
+              TempDir::readWhole(root.root() + "/mnt/mtd/log/WriteSpeed.log").find("sda1  write speed is"));
 }
 
 TEST(RecordFileRequestManagerTest, NewDevicesContinueAndFailuresAskForNewFiles) {

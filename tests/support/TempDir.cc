@@ -53,8 +53,10 @@ bool TempDir::writeFile(std::string const& rel, std::string const& bytes) const 
     return static_cast<bool>(out);
 }
 
-std::string TempDir::readFile(std::string const& rel) const {
-    std::ifstream in(path(rel), std::ios::binary);
+std::string TempDir::readFile(std::string const& rel) const { return readWhole(path(rel)); }
+
+std::string TempDir::readWhole(std::string const& wholePath) {
+    std::ifstream in(wholePath, std::ios::binary);
     std::ostringstream out;
     out << in.rdbuf();
     return out.str();

@@ -21,6 +21,8 @@ public:
     bool writeFile(std::string const& rel, std::string const& bytes) const;
     // The whole file; "" if it cannot be read.
     std::string readFile(std::string const& rel) const;
+    // Any file by its whole path; "" if it cannot be read.
+    static std::string readWhole(std::string const& wholePath);
     // -1 if missing.
     long long fileSize(std::string const& rel) const;
     bool exists(std::string const& rel) const;

@@ -7,15 +7,9 @@
 #include <sstream>
 
 #include "tests/support/HostRootGuard.h"
+#include "tests/support/TempDir.h"
 
 namespace {
-
-std::string readWhole(std::string const& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 class FileLockConfigureTest : public ::testing::Test {
 protected:
@@ -46,11 +40,11 @@ TEST_F(FileLockConfigureTest, UpdatePersistsAndLogsAndIsReadBack) {
     writeConfig("# kept\nFileLockThreshold=60\n");
     ASSERT_TRUE(m_parser.update(40));
     EXPECT_DOUBLE_EQ(0.4, m_parser.getFileLockThreshold());
-    std::string stored = readWhole(configFile());
+    std::string stored = TempDir::readWhole(configFile());
     EXPECT_NE(std::string::npos, stored.find("FileLockThreshold=40"));
     EXPECT_NE(std::string::npos, stored.find("# kept"));
     EXPECT_NE(std::string::npos,
-              readWhole(m_root.root() + "/mnt/mtd/log/fileLockConfigure.log").find("update threshold : 40"));
+              TempDir::readWhole(m_root.root() + "/mnt/mtd/log/fileLockConfigure.log").find("update threshold : 40"));
     FileLockConfigureParser again;
     EXPECT_EQ(1, again.parser());
     EXPECT_DOUBLE_EQ(0.4, again.getFileLockThreshold());
