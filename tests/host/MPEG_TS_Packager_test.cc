@@ -10,7 +10,7 @@
 #include "tests/support/FfprobeCheck.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestStreams.h"
-#include "tests/support/TsInspector.h"
+#include "tests/support/TsPacketReader.h"
 
 namespace {
 
@@ -69,7 +69,7 @@ TEST_F(PackagerTest, IFrameCarriesTablesPcrPtsAndPrivateRecordInWholePackets) {
     ASSERT_EQ(0u, ts.size() % 188);
     // 1000 bytes + 14 of PES header + 37 of adaptation field: 6 packets, and the tables.
     EXPECT_EQ(8u * 188, ts.size());
-    TsInspector in(ts);
+    TsPacketReader in(ts);
     EXPECT_TRUE(in.getErrors().empty()) << in.getErrors()[0];
     EXPECT_EQ(2, in.getTableCount());
     EXPECT_EQ(0x1000, in.getProgram().nPmtPid);
@@ -78,7 +78,7 @@ TEST_F(PackagerTest, IFrameCarriesTablesPcrPtsAndPrivateRecordInWholePackets) {
     EXPECT_EQ(0x06, in.getProgram().streamTypes.at(0x101));
     EXPECT_EQ("ALAW", in.getProgram().formats.at(0x101));
     ASSERT_EQ(1u, in.getPes().size());
-    TsInspector::Pes const& pes = in.getPes()[0];
+    TsPacketReader::Pes const& pes = in.getPes()[0];
     EXPECT_EQ(0xE0, pes.nStreamId);
     EXPECT_EQ(900000, pes.nPts);
     EXPECT_TRUE(pes.bRandomAccess);
@@ -96,14 +96,14 @@ TEST_F(PackagerTest, EveryLengthEndsOnAPacketWithStuffing) {
     // of PCR, 14 of PES header) and of audio (no adaptation field).
     for (size_t length = 1; length < 600; ++length) {
         std::string video = pack(m_video, frame(1, 2, 1000, length, 'p'));
-        TsInspector v(video);
+        TsPacketReader v(video);
         ASSERT_TRUE(v.getErrors().empty()) << length << ": " << v.getErrors()[0];
         ASSERT_EQ(1u, v.getPes().size());
         ASSERT_EQ(length, v.getPes()[0].payload.size()) << length;
         EXPECT_EQ((length + 22 + 183) / 184, video.size() / 188) << length;
 
         std::string audio = pack(m_audio, frame(2, 1, 1000, length, 'a'));
-        TsInspector a(audio);
+        TsPacketReader a(audio);
         ASSERT_TRUE(a.getErrors().empty()) << length;
         ASSERT_EQ(length, a.getPes()[0].payload.size()) << length;
         EXPECT_EQ(0xBD, a.getPes()[0].nStreamId);
@@ -117,7 +117,7 @@ TEST_F(PackagerTest, ContinuityCountersRunPerPidAcrossFrames) {
         ts += pack(m_video, frame(1, i % 10 == 0 ? 1 : 2, 3600 * i, 500 + 37 * i));
         ts += pack(m_audio, frame(2, 1, 3600 * i, 160));
     }
-    TsInspector in(ts);
+    TsPacketReader in(ts);
     EXPECT_TRUE(in.getErrors().empty()) << in.getErrors()[0];
     EXPECT_EQ(40u, in.getPes(0x100).size());
     EXPECT_EQ(40u, in.getPes(0x101).size());
@@ -134,7 +134,7 @@ TEST_F(PackagerTest, AVDataEXPiecesArePackedAsOneFrame) {
     f.setFrameType(2);
     std::vector<unsigned char> out(10 * 188);
     int const packets = m_packager.EStoTS_Packet(m_video, out.data(), &f);
-    TsInspector in(std::string(reinterpret_cast<char*>(out.data()), static_cast<size_t>(packets) * 188));
+    TsPacketReader in(std::string(reinterpret_cast<char*>(out.data()), static_cast<size_t>(packets) * 188));
     ASSERT_EQ(1u, in.getPes().size());
     EXPECT_EQ(a + b + c, std::string(in.getPes()[0].payload.begin(), in.getPes()[0].payload.end()));
 }
@@ -145,7 +145,7 @@ TEST_F(PackagerTest, AdjustTimeStampMovesPcrAndPtsAndWrapsAt33Bits) {
     ts += pack(m_video, frame(1, 2, 4600, 300));
     std::vector<unsigned char> buffer(ts.begin(), ts.end());
     EXPECT_EQ(4600 + 90000, MPEG_TS_Packager::adjustTimeStamp(buffer.data(), static_cast<unsigned int>(buffer.size()), 90000));
-    TsInspector moved(std::string(buffer.begin(), buffer.end()));
+    TsPacketReader moved(std::string(buffer.begin(), buffer.end()));
     EXPECT_TRUE(moved.getErrors().empty());
     ASSERT_EQ(2u, moved.getPes(0x100).size());
     EXPECT_EQ(91000, moved.getPes(0x100)[0].nPts);
@@ -158,7 +158,7 @@ TEST_F(PackagerTest, AdjustTimeStampMovesPcrAndPtsAndWrapsAt33Bits) {
     std::vector<unsigned char> again(ts.begin(), ts.end());
     EXPECT_EQ(3600, MPEG_TS_Packager::adjustTimeStamp(again.data(), static_cast<unsigned int>(again.size()),
                                                       (1ULL << 33) - 1000));
-    EXPECT_EQ(0, TsInspector(std::string(again.begin(), again.end())).getPes(0x100).at(0).nPts);
+    EXPECT_EQ(0, TsPacketReader(std::string(again.begin(), again.end())).getPes(0x100).at(0).nPts);
 }
 
 TEST_F(PackagerTest, AdjustTimeStampRefusesBrokenPackets) {

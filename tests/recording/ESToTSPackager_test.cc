@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "recording/AVDataPackagerFactory.h"
-#include "tests/support/TsInspector.h"
+#include "tests/support/TsPacketReader.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ TEST_F(ESToTSPackagerTest, TimeStampBecomesNinetyKilohertzInPlace) {
     AVData f = videoFrame(100, 1000099);
     ASSERT_EQ(188, m_packager.packet(&f, out.data(), 2073600));
     EXPECT_EQ(90000, f.getTimeStamp());  // 1000099 / 100 * 9
-    TsInspector in(std::string(reinterpret_cast<char*>(out.data()), 188));
+    TsPacketReader in(std::string(reinterpret_cast<char*>(out.data()), 188));
     EXPECT_EQ(90000, in.getPes().at(0).nPts);
 }
 
@@ -52,7 +52,7 @@ TEST_F(ESToTSPackagerTest, AudioGoesToItsOwnStreamButNeverFromPieces) {
     AVData sound = videoFrame(160, 0);
     sound.setESStreamType(2);
     ASSERT_EQ(188, m_packager.packet(&sound, out.data(), 2073600));
-    EXPECT_EQ(0x101, TsInspector(std::string(reinterpret_cast<char*>(out.data()), 188)).getPes().at(0).nPid);
+    EXPECT_EQ(0x101, TsPacketReader(std::string(reinterpret_cast<char*>(out.data()), 188)).getPes().at(0).nPid);
     std::string bytes(160, 'a');
     AVDataEX pieces;
     pieces.setESStreamType(2);

@@ -27,7 +27,7 @@
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestBlock.h"
-#include "tests/support/TsInspector.h"
+#include "tests/support/TsPacketReader.h"
 
 namespace {
 
@@ -362,7 +362,7 @@ AVData queuedFrame(int frameType, long long microseconds) {
 long long frontBlockPts(TSFrameQueue& queue) {
     TSAVData* front = nullptr;
     if (!queue.frontAVData(&front) || front == nullptr) return -1;
-    TsInspector in(std::string(front->getData(), front->getDataLength()));
+    TsPacketReader in(std::string(front->getData(), front->getDataLength()));
     return in.getPes().empty() ? -1 : in.getPes()[0].nPts;
 }
 

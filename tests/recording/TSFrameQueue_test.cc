@@ -23,7 +23,7 @@
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestStreams.h"
-#include "tests/support/TsInspector.h"
+#include "tests/support/TsPacketReader.h"
 
 namespace {
 
@@ -126,7 +126,7 @@ TEST_F(TSFrameQueueTest, BlockBecomesReadableWhenTheNextOneOpensAndHoldsItsFrame
     EXPECT_EQ(1, block->getESStreamType());
     EXPECT_EQ(640, block->getImageWidth());
     EXPECT_TRUE(block->getDiscontinuityIndicator());  // the first run
-    TsInspector in(m_bytes);
+    TsPacketReader in(m_bytes);
     EXPECT_TRUE(in.getErrors().empty());
     ASSERT_EQ(2u, in.getPes(kVideoPid).size());
     EXPECT_EQ(1u, in.getPes(kAudioPid).size());
@@ -176,7 +176,7 @@ TEST_F(TSFrameQueueTest, BlockIsCutOnceItHoldsOneMebibyte) {
     size_t const packed = 545 * 188;  // one P frame of 100000 bytes
     EXPECT_GE(block->getDataLength(), 0x100000u);
     EXPECT_LT(block->getDataLength() - packed, 0x100000u);
-    EXPECT_EQ(frames - 1, static_cast<int>(TsInspector(m_bytes).getPes(kVideoPid).size()));
+    EXPECT_EQ(frames - 1, static_cast<int>(TsPacketReader(m_bytes).getPes(kVideoPid).size()));
 }
 
 TEST_F(TSFrameQueueTest, TenSecondsWithoutAnIFrameDropsPFramesUntilTheNext) {
@@ -264,7 +264,7 @@ TEST_F(TSFrameQueueTest, RollbackOnAnIFrameOpensARunAndOnAPFrameWaits) {
     EXPECT_EQ(kT0 + 10000, block->getTimeStamp());
     EXPECT_TRUE(block->getDiscontinuityIndicator());
     // The packager restarted its time line at the rollback.
-    EXPECT_EQ(0, TsInspector(m_bytes).getPes(kVideoPid).at(0).nPts);
+    EXPECT_EQ(0, TsPacketReader(m_bytes).getPes(kVideoPid).at(0).nPts);
 }
 
 TEST_F(TSFrameQueueTest, EncoderAndPictureSizeChangesStartRuns) {
@@ -288,7 +288,7 @@ TEST_F(TSFrameQueueTest, EncoderAndPictureSizeChangesStartRuns) {
     TSAVData const* block = take();
     EXPECT_EQ(0, block->getEncoderType());
     EXPECT_TRUE(block->getDiscontinuityIndicator());
-    TsInspector in(m_bytes);
+    TsPacketReader in(m_bytes);
     EXPECT_EQ(0x10, in.getProgram().streamTypes.at(kVideoPid));
     block = take();
     EXPECT_EQ(1280, block->getImageWidth());
@@ -344,7 +344,7 @@ TEST_F(TSFrameQueueTest, SlowConsumerLosesPFramesFirstAndOnlyAnIFrameEvicts) {
     while (queue.frontAVData(&out) && out == nullptr) queue.popAVData();
     ASSERT_NE(nullptr, out);
     EXPECT_EQ(1, out->getFrameType());
-    TsInspector in(blockBytes(out));
+    TsPacketReader in(blockBytes(out));
     EXPECT_TRUE(in.getErrors().empty());
     EXPECT_TRUE(in.getPes(kVideoPid).at(0).bRandomAccess);
 }
@@ -425,14 +425,14 @@ TEST_F(TSFrameQueueWrapTest, RingEndIsGivenUpAndHeldAudioFollowsTheNextVideoFram
     ASSERT_TRUE(m_queue.frontAVData(&out));
     ASSERT_NE(nullptr, out);
     EXPECT_EQ(kT0 + 160000, out->getTimeStamp());
-    EXPECT_EQ(43u, TsInspector(blockBytes(out)).getPes(kAudioPid).size());
+    EXPECT_EQ(43u, TsPacketReader(blockBytes(out)).getPes(kAudioPid).size());
     m_queue.popAVData();  // the given-up space goes with it
     out = nullptr;
     ASSERT_TRUE(m_queue.frontAVData(&out));
     ASSERT_NE(nullptr, out);
     EXPECT_EQ(m_pRingStart, out->getData());
     EXPECT_EQ(kT0 + 200000, out->getTimeStamp());
-    TsInspector in(blockBytes(out));
+    TsPacketReader in(blockBytes(out));
     EXPECT_TRUE(in.getErrors().empty());
     EXPECT_EQ(1u, in.getPes(kVideoPid).size());
     EXPECT_EQ(5u, in.getPes(kAudioPid).size());
@@ -482,8 +482,8 @@ TEST_F(TSFrameQueueTest, UpdataMovesQueuedPacketsAndTheTimeLineGoesOnBehindThem)
     std::vector<long long> pts;
     std::vector<long long> pcrs;
     while (take()) {
-        TsInspector in(m_bytes);
-        for (TsInspector::Pes const& pes : in.getPes(kVideoPid)) pts.push_back(pes.nPts);
+        TsPacketReader in(m_bytes);
+        for (TsPacketReader::Pes const& pes : in.getPes(kVideoPid)) pts.push_back(pes.nPts);
         pcrs.insert(pcrs.end(), in.getPcrs().begin(), in.getPcrs().end());
     }
     // 30 s are 2700000 ticks; the next frame follows the last moved one by its own 40 ms.
@@ -497,14 +497,14 @@ TEST_F(TSFrameQueueTest, UpdataOnAnEmptyQueueStartsTheTimeLineThere) {
     EXPECT_EQ(0, push(iFrame(kT0 + 40000)));
     take();
     // The first frame after a reset of the packager starts at 0.
-    EXPECT_EQ(0, TsInspector(m_bytes).getPes(kVideoPid).at(0).nPts);
+    EXPECT_EQ(0, TsPacketReader(m_bytes).getPes(kVideoPid).at(0).nPts);
     ASSERT_TRUE(m_queue.updata(2 * kSecond, 0));
     EXPECT_EQ(0, push(iFrame(kT0 + 80000)));
     take();
-    EXPECT_EQ(180000 + 3600, TsInspector(m_bytes).getPes(kVideoPid).at(0).nPts);
+    EXPECT_EQ(180000 + 3600, TsPacketReader(m_bytes).getPes(kVideoPid).at(0).nPts);
     EXPECT_EQ(0, push(iFrame(kT0 + 120000)));
     take();
-    EXPECT_EQ(180000 + 7200, TsInspector(m_bytes).getPes(kVideoPid).at(0).nPts);
+    EXPECT_EQ(180000 + 7200, TsPacketReader(m_bytes).getPes(kVideoPid).at(0).nPts);
 }
 
 TEST_F(TSFrameQueueTest, CorruptRingFailsUpdataAndIsCleaned) {
@@ -546,7 +546,7 @@ TEST_F(TSFrameQueueTest, FramesInPiecesArePackedLikeWholeOnes) {
     EXPECT_EQ(0, m_queue.pushAVData(&sound));  // accepted, but pieces of audio are not packed
     EXPECT_EQ(0, push(iFrame(kT0 + 40000)));
     take();
-    TsInspector in(m_bytes);
+    TsPacketReader in(m_bytes);
     std::vector<char> const payload = in.getPes(kVideoPid).at(0).payload;
     EXPECT_EQ(head + tail, std::string(payload.begin(), payload.end()));
     EXPECT_TRUE(in.getPes(kAudioPid).empty());
@@ -718,7 +718,7 @@ TEST_F(TSFrameQueueRecordingTest, EveryStoredFrameReadsBackInOrder) {
     std::string const file = joinFiles();
     EXPECT_EQ((std::vector<std::string>{"h264", "bin_data"}), FfprobeCheck::codecNames(file));
     expectReadableVideo(file, stored);
-    TsInspector in(readWhole(file));
+    TsPacketReader in(readWhole(file));
     EXPECT_TRUE(in.getErrors().empty()) << in.getErrors()[0];
     EXPECT_EQ(static_cast<size_t>(stored), in.getPes(kVideoPid).size());
     EXPECT_EQ(900u, in.getPes(kAudioPid).size());
@@ -770,7 +770,7 @@ TEST_F(TSFrameQueueRecordingTest, SlowConsumerLosesWholeGroupsAndTheStreamStaysD
     EXPECT_LT(stored, 500);
     EXPECT_GT(queue.getFrameQueueLost(), 0u);
     std::string const file = joinFiles();
-    TsInspector in(readWhole(file));
+    TsPacketReader in(readWhole(file));
     // Counters jump where data was lost, and only there is anything amiss.
     for (std::string const& error : in.getErrors())
         EXPECT_NE(std::string::npos, error.find("continuity counter jump")) << error;
@@ -780,7 +780,7 @@ TEST_F(TSFrameQueueRecordingTest, SlowConsumerLosesWholeGroupsAndTheStreamStaysD
     // what is lost of a group is its end.
     size_t j = 0;
     size_t previous = 0;
-    for (TsInspector::Pes const& one : in.getPes(kVideoPid)) {
+    for (TsPacketReader::Pes const& one : in.getPes(kVideoPid)) {
         std::string const payload(one.payload.begin(), one.payload.end());
         while (j < video.size() &&
                std::string(video[j].getData(), video[j].getDataLength()) != payload)

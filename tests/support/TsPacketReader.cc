@@ -1,4 +1,4 @@
-#include "tests/support/TsInspector.h"
+#include "tests/support/TsPacketReader.h"
 
 #include <cstdio>
 
@@ -17,7 +17,7 @@ long long readTimeStamp(unsigned char const* p) {
 
 }  // namespace
 
-unsigned int TsInspector::crc32(unsigned char const* data, size_t length) {
+unsigned int TsPacketReader::crc32(unsigned char const* data, size_t length) {
     unsigned int crc = 0xFFFFFFFFu;
     for (size_t i = 0; i < length; ++i) {
         crc ^= static_cast<unsigned int>(data[i]) << 24;
@@ -26,7 +26,7 @@ unsigned int TsInspector::crc32(unsigned char const* data, size_t length) {
     return crc;
 }
 
-TsInspector::TsInspector(std::string const& bytes) {
+TsPacketReader::TsPacketReader(std::string const& bytes) {
     if (bytes.size() % 188 != 0) m_errors.push_back("length is not whole packets");
     for (size_t at = 0; at + 188 <= bytes.size(); at += 188)
         parsePacket(reinterpret_cast<unsigned char const*>(bytes.data() + at));
@@ -35,21 +35,21 @@ TsInspector::TsInspector(std::string const& bytes) {
     for (int pid : pids) finishPes(pid);
 }
 
-std::vector<TsInspector::Pes> TsInspector::getPes(int pid) const {
+std::vector<TsPacketReader::Pes> TsPacketReader::getPes(int pid) const {
     std::vector<Pes> out;
     for (Pes const& pes : m_pes)
         if (pes.nPid == pid) out.push_back(pes);
     return out;
 }
 
-void TsInspector::finishPes(int pid) {
+void TsPacketReader::finishPes(int pid) {
     auto it = m_open.find(pid);
     if (it == m_open.end()) return;
     m_pes.push_back(it->second);
     m_open.erase(it);
 }
 
-void TsInspector::parsePacket(unsigned char const* p) {
+void TsPacketReader::parsePacket(unsigned char const* p) {
     int const index = m_nPackets++;
     if (p[0] != 0x47) {
         m_errors.push_back(describe(index, "no sync byte"));
@@ -136,7 +136,7 @@ void TsInspector::parsePacket(unsigned char const* p) {
     it->second.payload.insert(it->second.payload.end(), payload, payload + size);
 }
 
-void TsInspector::parseSection(int pid, unsigned char const* s, int size) {
+void TsPacketReader::parseSection(int pid, unsigned char const* s, int size) {
     if (size < 3) return;
     int const length = ((s[1] & 0x0F) << 8) | s[2];
     if (length + 3 > size || length < 9) {

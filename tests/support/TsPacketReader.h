@@ -1,5 +1,5 @@
-#ifndef TESTS_SUPPORT_TSINSPECTOR_H
-#define TESTS_SUPPORT_TSINSPECTOR_H
+#ifndef TESTS_SUPPORT_TSPACKETREADER_H
+#define TESTS_SUPPORT_TSPACKETREADER_H
 
 #include <map>
 #include <string>
@@ -8,7 +8,7 @@
 // Reads a transport stream back the way a demuxer would, and says what is
 // wrong with it: sync bytes, continuity counters, tables and their CRC, PES
 // packets with their PTS and payload, PCRs and private data.
-class TsInspector {
+class TsPacketReader {
 public:
     struct Pes {
         int nPid = 0;
@@ -26,7 +26,7 @@ public:
     };
 
     // Parses whole packets; errors collect in getErrors().
-    explicit TsInspector(std::string const& bytes);
+    explicit TsPacketReader(std::string const& bytes);
 
     std::vector<std::string> const& getErrors() const { return m_errors; }
     std::vector<Pes> const& getPes() const { return m_pes; }
