@@ -62,8 +62,9 @@ int removeEntry(char const* path, struct stat const*, int type, struct FTW*) {
     return result == 0 ? 0 : -1;
 }
 
-bool writeZeros(int fd, long long size) {
-    std::vector<char> zeros(static_cast<size_t>(std::min<long long>(size, kZeroChunk)), 0);
+bool writeFill(int fd, long long size, unsigned char fill) {
+    std::vector<char> zeros(static_cast<size_t>(std::min<long long>(size, kZeroChunk)),
+                            static_cast<char>(fill));
     long long done = 0;
     while (done < size) {
         size_t chunk = static_cast<size_t>(std::min<long long>(size - done, kZeroChunk));
@@ -76,6 +77,13 @@ bool writeZeros(int fd, long long size) {
         done += put;
     }
     return true;
+}
+
+std::string folderOf(char const* path) {
+    std::string full(path);
+    size_t slash = full.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : full.substr(0, slash);
 }
 
 }  // namespace NS_DiskManager
@@ -175,7 +183,7 @@ int DiskManager::createSizedFile(char const* path, long long size, int) {
         int result = posix_fallocate(fd, 0, static_cast<off_t>(size));
         // File systems without fallocate (some card formats) get real zeros.
         if (result == EOPNOTSUPP || result == EINVAL || result == ENOSYS)
-            ok = NS_DiskManager::writeZeros(fd, size);
+            ok = NS_DiskManager::writeFill(fd, size, 0);
         else
             ok = result == 0;
     }
@@ -194,4 +202,27 @@ int DiskManager::isDirExist(char const* path) {
     struct stat info {};
     if (::stat(path, &info) != 0) return 0;
     return S_ISDIR(info.st_mode) ? 1 : 0;
+}
+
+int DiskManager::createFilledFile(char const* path, long long size, unsigned char fill) {
+    if (path == nullptr || size < 0) return -1;
+    int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) return -1;
+    bool ok = NS_DiskManager::writeFill(fd, size, fill) && ::fdatasync(fd) == 0;
+    ok = ::close(fd) == 0 && ok;
+    if (!ok) {
+        ::unlink(path);
+        return -1;
+    }
+    syncDir(NS_DiskManager::folderOf(path).c_str());
+    return 0;
+}
+
+bool DiskManager::syncDir(char const* path) {
+    if (path == nullptr) return false;
+    int fd = ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return false;
+    bool ok = ::fsync(fd) == 0;
+    ::close(fd);
+    return ok;
 }

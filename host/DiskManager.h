@@ -21,6 +21,8 @@ public:
     int isFileExist(char const* path) override;
     int createSizedFile(char const* path, long long size, int flag) override;
     int isDirExist(char const* path) override;
+    int createFilledFile(char const* path, long long size, unsigned char fill) override;
+    bool syncDir(char const* path) override;
 
     // Removes a file; with `recursive` also a folder and everything below it
     // (symbolic links are removed, never followed). true on success.

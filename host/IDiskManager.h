@@ -49,6 +49,15 @@ public:
     virtual int createSizedFile(char const* path, long long size, int flag) = 0;
     // Non-zero if `path` is a folder, 0 if missing or not a folder.
     virtual int isDirExist(char const* path) = 0;
+    // A file of exactly `size` bytes, every byte `fill`, written out and
+    // synced with its folder; a file already there is replaced. For files
+    // whose unused tail must read as "never written" (index files: 0xFF).
+    // 0 on success; on failure negative, and no partial file is left.
+    virtual int createFilledFile(char const* path, long long size, unsigned char fill) = 0;
+    // Makes the entries of folder `path` durable (fsync of the folder), so
+    // that a file created or renamed into it survives a power cut. true on
+    // success.
+    virtual bool syncDir(char const* path) = 0;
 };
 
 #endif

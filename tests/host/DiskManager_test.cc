@@ -52,6 +52,16 @@ TEST_F(DiskManagerTest, SizedFileReplacesAnOldOne) {
     EXPECT_EQ(std::string(10, '\0'), m_dir.readFile("f"));
 }
 
+TEST_F(DiskManagerTest, FilledFileHoldsOnlyTheFillByteAndReplacesAnOldOne) {
+    EXPECT_NE(0, m_disk.createFilledFile(at("none/f"), 10, 0xFF));  // folder missing
+    EXPECT_EQ(-1, m_dir.fileSize("none/f"));
+    ASSERT_TRUE(m_dir.writeFile("f", std::string(700000, 'x')));
+    ASSERT_EQ(0, m_disk.createFilledFile(at("f"), 0x80000, 0xFF));
+    EXPECT_EQ(std::string(0x80000, '\xFF'), m_dir.readFile("f"));
+    EXPECT_TRUE(m_disk.syncDir(at("")));
+    EXPECT_FALSE(m_disk.syncDir(at("none")));
+}
+
 TEST_F(DiskManagerTest, FileListFiltersSortsAndLimits) {
     for (char const* name : {"b.index", "a.ts", "c.ts.lock", "d.txt"}) m_dir.writeFile(name, "");
     ASSERT_TRUE(m_dir.makeDir("z.ts.folder"));

@@ -69,3 +69,14 @@ int FaultInjectingDiskManager::isDirExist(char const* path) {
     if (m_pPlan->isVanished()) return 0;
     return m_real.isDirExist(path);
 }
+
+int FaultInjectingDiskManager::createFilledFile(char const* path, long long size,
+                                                unsigned char fill) {
+    if (m_pPlan->diskOpFails("createFilledFile") || m_pPlan->isDiskFull()) return -1;
+    return m_real.createFilledFile(path, size, fill);
+}
+
+bool FaultInjectingDiskManager::syncDir(char const* path) {
+    if (m_pPlan->isVanished() || m_pPlan->diskOpFails("syncDir")) return false;
+    return m_real.syncDir(path);
+}

@@ -27,6 +27,8 @@ public:
     int isFileExist(char const* path) override;
     int createSizedFile(char const* path, long long size, int flag) override;
     int isDirExist(char const* path) override;
+    int createFilledFile(char const* path, long long size, unsigned char fill) override;
+    bool syncDir(char const* path) override;
 
 private:
     std::shared_ptr<FaultPlan> m_pPlan;
