@@ -52,7 +52,10 @@ bool RecordFileIndexWriter::getRecordValidLength(SafePointer<RecordFileInfo> con
     LastRecordFileInfoManager* memory = LastRecordFileInfoManager::getInstance();
     if (memory->getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed))
         return true;
-    memory->initLastRecordFileInfo(file);
+    SafePointer<LastRecordFileInfo> unheld;
+    if (!memory->initLastRecordFileInfo(file, &unheld)) return false;
+    if (!unheld.isNull())
+        return unheld->getRecordValidLength(dataLength, timeLength, timeInterval, endPos, closed) == 1;
     return memory->getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed);
 }
 

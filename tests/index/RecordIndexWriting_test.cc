@@ -13,6 +13,7 @@
 #include "disk/RecordDiskManagerImpl.h"
 #include "host/DiskManagerFactory.h"
 #include "host/HostClock.h"
+#include "index/RecordFileIndexNodeInfo.h"
 #include "index/RecordIndexCache.h"
 #include "index/RecordIndexFileParserEx.h"
 #include "index/RecordIndexParserImplEx.h"
@@ -158,29 +159,26 @@ protected:
         return result.getRecordTimeSegmentList();
     }
 
-    // I-frame seek positions of one file's entry, and the valid length of
-    // the day's last entry.
+    // I-frame seek positions of one file's entry, and its valid length (the
+    // sum of its items' data lengths).
     std::vector<int> iFramePositions(std::string const& name, int& dataLength) {
         RecordIndexFileParserEx parser;
         EXPECT_EQ(1, parser.open(m_dir, kDate, kDeviceDir, 0, 0));
-        int length = 0;
-        char* image = parser.getIndexInfo(length);
-        RecordIndexParserImplEx entries;
-        entries.setIndexInfo(m_dir, kDate, kDeviceDir, image, length, 0);
+        RecordIndexParserImplEx& entries = parser.getParser();
         int begin = 0;
         int headEnd = 0;
         int end = 0;
         std::vector<int> positions;
+        RecordFileIndexNodeInfo nodes;
         dataLength = -1;
-        if (entries.getIndexPosByFileName(name.c_str(), begin, headEnd, end) != 1) return positions;
+        if (entries.getIndexPosByFileName(name.c_str(), begin, headEnd, end) != 1 ||
+            entries.getRecordFileIndexNodeInfoList(name.c_str(), nodes) != 1)
+            return positions;
         RecordIndexCache cache;
         entries.getRecordFileIndexList(begin, headEnd, end, cache, true);
         for (RecordIndexInfo const& info : cache.getRecordIndexInfoList()) positions.push_back(info.getFilePos());
-        int timeLength = 0;
-        int interval = 0;
-        int last = 0;
-        bool closed = false;
-        entries.getRecordFileLenAndTimeLen(dataLength, timeLength, interval, last, closed);
+        dataLength = 0;
+        for (RecordIndexNode const& node : nodes.getRecordIndexNodeList()) dataLength += node.getDataLength();
         return positions;
     }
 
@@ -286,23 +284,32 @@ TEST_F(RecordIndexWritingTest, PowerCutAtEveryBlockLeavesEverythingUpToTheLastFl
         for (size_t block = 0; block < indexed; ++block) flushed += written[block].bytes;
         EXPECT_TRUE(flushed == data.substr(0, static_cast<size_t>(expected)));
 
-        // The next start joins the file at its valid length: what the index
-        // covered stays, what it did not is written over. (A zero-filled
-        // index tail lets an unsealed run count as ended.)
+        // The next start the same day never appends to a run the cut left
+        // unsealed: a new file takes the recording. An entry that had no item
+        // yet is joined at its start. The old entry's bytes stay as they were.
+        std::string indexName = RecordIndexFileParserEx::getIndexFileName(m_dir.getRecordRootDir(), kDate, kDeviceDir, 0);
+        std::string index = TempDir::readWhole(indexName);
+        size_t entryLength = std::min(index.find("\xFF\xFF\xFF\xFF"), index.find(std::string(16, '\0')));
+        ASSERT_LT(entryLength, index.size());
         restart();
         Channel next(m_dir);
         next.record(videoFrom(kDay0 + 600));
         next.close();
         ASSERT_FALSE(next.blocks().empty());
-        EXPECT_EQ(name, next.blocks().front().file);
-        std::string appended;
-        for (Written const& block : next.blocks()) appended += block.bytes;
-        int joinedLength = -1;
-        iFramePositions(name, joinedLength);
-        EXPECT_EQ(expected + static_cast<long long>(appended.size()), joinedLength);
-        std::string joined = TempDir::readWhole(dateDir() + "/" + name);
-        EXPECT_TRUE(flushed == joined.substr(0, static_cast<size_t>(expected)));
-        EXPECT_TRUE(appended == joined.substr(static_cast<size_t>(expected), appended.size()));
+        std::string recorded;
+        for (Written const& block : next.blocks()) recorded += block.bytes;
+        std::string appended = indexed == 0 ? recorded : "";
+        EXPECT_EQ(indexed == 0, next.blocks().front().file == name);
+        EXPECT_EQ(0, TempDir::readWhole(indexName).compare(0, entryLength, index, 0, entryLength));
+        int oldLength = -1;
+        iFramePositions(name, oldLength);
+        EXPECT_EQ(expected + static_cast<long long>(appended.size()), oldLength);
+        std::string old = TempDir::readWhole(dateDir() + "/" + name);
+        EXPECT_TRUE(flushed == old.substr(0, static_cast<size_t>(expected)));
+        EXPECT_TRUE(appended == old.substr(static_cast<size_t>(expected), appended.size()));
+        int newLength = -1;
+        iFramePositions(next.blocks().back().file, newLength);
+        EXPECT_EQ(static_cast<long long>(indexed == 0 ? oldLength : recorded.size()), newLength);
     }
 }
 
