@@ -39,7 +39,7 @@ int RecordFileIndexCreator::createIndexFile(SafePointer<RecordFileInfo>& file) {
 bool RecordFileIndexCreator::makeDir(std::string const& dir, std::string const& parent) {
     if (m_pDiskManager->isDirExist(dir.c_str())) return true;
     if (!m_pDiskManager->createDir(dir.c_str())) return false;
-    // The index file in it must not outlive a power cut that forgets the folder.
+    // A power cut that forgets the new folder would take the index file along.
     m_pDiskManager->syncDir(parent.c_str());
     return true;
 }

@@ -198,7 +198,8 @@ void RecordFileIndexWriter::addTSIndex(long long timeStamp, int esStreamType, in
 
 void RecordFileIndexWriter::takeTimeLength() {
     // A clock stepped back gives no negative length.
-    m_nPendingTimeLength = m_nCurrentTime > m_nItemStartTime ? static_cast<int>(m_nCurrentTime - m_nItemStartTime) : 0;
+    m_nPendingTimeLength =
+        m_nCurrentTime > m_nItemStartTime ? static_cast<int>(m_nCurrentTime - m_nItemStartTime) : 0;
 }
 
 void RecordFileIndexWriter::setFirstIndex(long long timeStamp, int dataLength, int isIFrame, bool lock,

@@ -90,8 +90,7 @@ protected:
         RecordIndexFileParserEx parser;
         std::vector<std::string> found;
         if (parser.open(m_info, request(day)->getRecordDate(), "NVR_10.0.0.7_1", 0, 0) != 1) return found;
-        RecordIndexParserImplEx::FileList files;
-        RecordIndexParserImplEx::FileList damaged;
+        RecordIndexParserImplEx::FileList files, damaged;
         parser.getRecordFileInfoList(0, LLONG_MAX, files);
         parser.getIndexDemagedFileList(damaged);
         for (SafePointer<RecordFileInfo> const& file : files) {
@@ -307,7 +306,7 @@ TEST_F(RecordFileIndexWriterTest, SealCoversTheItemsInTheFileAndNeverEndsInFF) {
 TEST_F(RecordFileIndexWriterTest, IndexFilesAreBornFFAndNewEntriesNeedAFreeName) {
     struct Pool : IndexDirManager {
         using IndexDirManager::IndexDirManager;
-        int createIndexFile(std::string const& target) override { return fails ? 0 : IndexDirManager::createIndexFile(target); }
+        int createIndexFile(std::string const& t) override { return fails ? 0 : IndexDirManager::createIndexFile(t); }
         bool fails = false;
     };
     SafePointer<Pool> pool(new Pool(m_info));

@@ -186,8 +186,8 @@ TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUns
             if (item.isIFrame()) found.push_back(item.getFilePos());
         EXPECT_EQ(iFrames, found);
         EXPECT_EQ(flushed.size(), length(items));
-
-        std::string indexName = RecordIndexFileParserEx::getIndexFileName(m_dir.getRecordRootDir(), kDate, kDeviceDir, 0);
+        std::string indexName =
+            RecordIndexFileParserEx::getIndexFileName(m_dir.getRecordRootDir(), kDate, kDeviceDir, 0);
         std::string index = TempDir::readWhole(indexName);
         size_t entryLength = std::min(index.find("\xFF\xFF\xFF\xFF"), index.find(std::string(16, '\0')));
         ASSERT_LT(entryLength, index.size());
