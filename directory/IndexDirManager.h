@@ -17,6 +17,10 @@ public:
     virtual int createIndexFile(std::string const& target);
 
     static constexpr long long kIndexFileSize = 0x80000;
+    // Every byte of a fresh index file. A run that a power cut left without
+    // its closing CRC item then ends in FF, which readers tell from a closed
+    // run; a zero tail would pass for closed, and the run would be continued.
+    static constexpr unsigned char kIndexFileFill = 0xFF;
 
 private:
     RecordDirInfoEx m_dirInfo;

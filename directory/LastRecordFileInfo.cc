@@ -98,6 +98,9 @@ bool LastRecordFileInfo::refreshValidLength() {
     int end = -1;
     bool closed = false;
     if (parser.getRecordFileLenAndTimeLen(dataLength, timeLength, interval, end, closed) != 1) return false;
+    // Bytes without a head can't say where the entry ends in the file; a
+    // guess would put the next head over them.
+    if (end < 0 && m_nIndexLength > 0) return false;
     // The parser sees the entry alone; the index file holds it further on.
     long long fileEnd = end < 0 ? m_nEntryBegin - 1 : m_nEntryBegin + end;
     setRecordValidLength(dataLength, timeLength, interval, static_cast<int>(fileEnd), closed);

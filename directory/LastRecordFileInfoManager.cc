@@ -56,7 +56,8 @@ bool LastRecordFileInfoManager::getRecordValidLength(SafePointer<RecordFileInfo>
     return true;
 }
 
-bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInfo> const& file) {
+bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInfo> const& file,
+                                                       SafePointer<LastRecordFileInfo>* unheld) {
     RecordDirInfoEx dir = file->getRecordDirInfoEx();
     std::string deviceDir = file->getDeviceDirName();
     RecordIndexFileParserEx parser;
@@ -76,6 +77,7 @@ bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInf
         return false;
     }
     SafePointer<LastRecordFileInfo> entry(new LastRecordFileInfo());
+    bool held = true;
     RecordFileInfo last;
     int version = -1;
     int begin = 0;
@@ -86,8 +88,7 @@ bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInf
         entryEnd == end) {
         last.setRecordDirInfoEx(dir);
         last.setRecordStorageType(file->getRecordStorageType());
-        // An entry too long for memory is read from the disk on each miss.
-        if (!entry->setIndexInfo(image + begin, entryEnd - begin + 1)) entry->setIndexInfo(nullptr, 0);
+        held = entry->setIndexInfo(image + begin, entryEnd - begin + 1);
         entry->setRecordFileInfo(last, version);
         entry->setEntryBegin(begin);
     } else {
@@ -98,7 +99,14 @@ bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInf
         entry->setEntryBegin(end + 1);
     }
     entry->setRecordValidLength(dataLength, timeLength, interval, end, closed);
-    insertLastRecordFileInfo(entry);
+    // Kept without its bytes, the entry would take the items of the next run
+    // for a whole entry and lose track of where it ends: an entry too long
+    // for memory is read from the disk on each miss instead.
+    if (held) {
+        insertLastRecordFileInfo(entry);
+    } else if (unheld != nullptr) {
+        *unheld = entry;
+    }
     char text[512];
     std::snprintf(text, sizeof(text), "initLastRecordFileInfo, Dir[%s], Date[%s], Device[%s]",
                   dir.getRecordRootDir().c_str(), file->getRecordDate().c_str(), deviceDir.c_str());

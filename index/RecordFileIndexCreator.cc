@@ -29,14 +29,19 @@ int RecordFileIndexCreator::createIndexFile(SafePointer<RecordFileInfo>& file) {
     if (m_pDiskManager->isFileExist(target.c_str()) == 1) return 0;
     std::string deviceDir = file->getDeviceDir();
     std::string dateDir = file->getDateDir();
-    if (!m_pDiskManager->isDirExist(deviceDir.c_str()) && !m_pDiskManager->createDir(deviceDir.c_str()))
-        return OV_RECORD_CREATE_INDEX_FAILED;
-    if (!m_pDiskManager->isDirExist(dateDir.c_str()) && !m_pDiskManager->createDir(dateDir.c_str()))
-        return OV_RECORD_CREATE_INDEX_FAILED;
-    bool made = !m_indexPool.isNull()
-                    ? m_indexPool->createIndexFile(target) == 1
-                    : m_pDiskManager->createSizedFile(target.c_str(), kIndexFileSize, 0) == 0;
+    if (!makeDir(deviceDir, m_strRootPath) || !makeDir(dateDir, deviceDir)) return OV_RECORD_CREATE_INDEX_FAILED;
+    bool made = !m_indexPool.isNull() ? m_indexPool->createIndexFile(target) == 1
+                                      : m_pDiskManager->createFilledFile(target.c_str(), kIndexFileSize,
+                                                                         IndexDirManager::kIndexFileFill) == 0;
     return made ? 0 : OV_RECORD_CREATE_INDEX_FAILED;
+}
+
+bool RecordFileIndexCreator::makeDir(std::string const& dir, std::string const& parent) {
+    if (m_pDiskManager->isDirExist(dir.c_str())) return true;
+    if (!m_pDiskManager->createDir(dir.c_str())) return false;
+    // A power cut that forgets the new folder would take the index file along.
+    m_pDiskManager->syncDir(parent.c_str());
+    return true;
 }
 
 std::string RecordFileIndexCreator::createRecordFileName(SafePointer<RecordFileInfo>& file) {
@@ -86,11 +91,36 @@ int RecordFileIndexCreator::isNeedChangeFile(AVStreamInfo const& last, AVStreamI
                : 0;
 }
 
-bool RecordFileIndexCreator::getOldFileIndex(SafePointer<RecordFileInfo>& scratch, int& version) {
+bool RecordFileIndexCreator::getOldFileIndex(SafePointer<RecordFileInfo>& scratch, int& version, bool& closed) {
     LastRecordFileInfoManager* memory = LastRecordFileInfoManager::getInstance();
-    if (memory->getOldFileIndex(scratch, version)) return true;
-    memory->initLastRecordFileInfo(scratch);
-    return memory->getOldFileIndex(scratch, version);
+    int dataLength = 0;
+    int timeLength = 0;
+    int interval = 0;
+    int end = -1;
+    version = -1;
+    closed = false;
+    if (!memory->getOldFileIndex(scratch, version)) {
+        SafePointer<LastRecordFileInfo> unheld;
+        if (!memory->initLastRecordFileInfo(scratch, &unheld)) return false;
+        if (!unheld.isNull()) {
+            // Too long for memory: the file is still joined, from what the disk says.
+            unheld->getRecordFileInfo(*scratch, version);
+            unheld->getRecordValidLength(dataLength, timeLength, interval, end, closed);
+            return true;
+        }
+        if (!memory->getOldFileIndex(scratch, version)) return false;
+    }
+    memory->getRecordValidLength(scratch, dataLength, timeLength, interval, end, closed);
+    return true;
+}
+
+int RecordFileIndexCreator::getLastFileState(RecordFileInfo const& last) {
+    if (m_pDiskManager == nullptr) return kLastFileLocked;  // can't look: leave it be
+    std::string path = last.createRecordFileName();
+    if (m_pDiskManager->isFileExist(path.c_str()) == 1) return kLastFileThere;
+    // Locking renames the file; it is still there, and its entry with it.
+    if (m_pDiskManager->isFileExist(BasicTool::getLockedFileName(path).c_str()) == 1) return kLastFileLocked;
+    return kLastFileGone;
 }
 
 void RecordFileIndexCreator::deleteOldFileIndex(RecordFileInfo const& last) {
@@ -115,19 +145,15 @@ int RecordFileIndexCreator::togetherRecordFile(SafePointer<RecordFileInfo>& file
     scratch->setRecordDirInfoEx(m_dirInfo);
 
     int version = -1;
-    if (!getOldFileIndex(scratch, version) || version != RecordIndexCodec::kIndexVersion3) return -1;
+    bool closed = false;
+    if (!getOldFileIndex(scratch, version, closed) || version != RecordIndexCodec::kIndexVersion3) return -1;
     // A run that a power cut left unsealed is never appended to; taking a
     // fresh file at once keeps the block that asked for it.
-    int dataLength = 0;
-    int timeLength = 0;
-    int interval = 0;
-    int end = -1;
-    bool closed = false;
-    LastRecordFileInfoManager::getInstance()->getRecordValidLength(scratch, dataLength, timeLength, interval,
-                                                                   end, closed);
     if (!closed) return -1;
-    std::string last = scratch->createRecordFileName();
-    if (m_pDiskManager == nullptr || m_pDiskManager->isFileExist(last.c_str()) != 1) {
+    // A locked file is kept as it is: no more data, and its entry stays.
+    int state = getLastFileState(*scratch);
+    if (state == kLastFileLocked) return -1;
+    if (state == kLastFileGone) {
         deleteOldFileIndex(*scratch);
         return -3;
     }
@@ -146,12 +172,12 @@ int RecordFileIndexCreator::needCreateNewFileIndex(SafePointer<RecordFileInfo>& 
     SafePointer<RecordFileInfo> scratch(new RecordFileInfo(*file));
     scratch->setRecordDirInfoEx(m_dirInfo);
     int version = -1;
-    if (!getOldFileIndex(scratch, version) || version != RecordIndexCodec::kIndexVersion3) return 1;
-    std::string last = scratch->createRecordFileName();
-    if (m_pDiskManager == nullptr || m_pDiskManager->isFileExist(last.c_str()) != 1) {
-        deleteOldFileIndex(*scratch);
+    bool closed = false;
+    if (!getOldFileIndex(scratch, version, closed) || version != RecordIndexCodec::kIndexVersion3 || !closed)
         return 1;
-    }
+    int state = getLastFileState(*scratch);
+    if (state == kLastFileGone) deleteOldFileIndex(*scratch);
+    if (state != kLastFileThere) return 1;
     if (isNeedChangeFile(scratch->getAVStreamInfo(), file->getAVStreamInfo())) return 1;
     file->setRecordBeginTime(scratch->getRecordBeginTime());
     file->setRecordFileName(scratch->getRecordFileName());

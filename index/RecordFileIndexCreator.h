@@ -30,8 +30,9 @@ public:
     // A new entry for a file that already has its name (from a pool).
     int createNewFileIndexSegment(SafePointer<RecordFileInfo>& file);
     // Joins the channel's last record file of the day: 0 (the request takes
-    // over its begin time, name, stream and number), -1 no last file, -2 the
-    // stream changed, -3 the last file is gone (its entry is removed).
+    // over its begin time, name, stream and number), -1 no last file (or one
+    // not to be joined: unsealed or locked), -2 the stream changed, -3 the
+    // last file is gone (its entry is removed).
     int togetherRecordFile(SafePointer<RecordFileInfo>& file);
     // For directories that name their own files: 0, -739 or what
     // createNewFileIndex answers; isNew says whether a new entry was made.
@@ -47,11 +48,18 @@ public:
     static constexpr long long kIndexFileSize = 0x80000;
 
 private:
-    // Finds the channel's last entry of the day; false when there is none.
-    bool getOldFileIndex(SafePointer<RecordFileInfo>& scratch, int& version);
+    // The channel's last entry of the day into scratch, with its index
+    // version and whether its last run is sealed; from memory, else from the
+    // disk. False when there is none.
+    bool getOldFileIndex(SafePointer<RecordFileInfo>& scratch, int& version, bool& closed);
+    enum { kLastFileThere, kLastFileLocked, kLastFileGone };
+    // Looks for both spellings of the last entry's record file.
+    int getLastFileState(RecordFileInfo const& last);
     int needCreateNewFileIndex(SafePointer<RecordFileInfo>& file, bool forceNew, bool& isNew);
     void deleteOldFileIndex(RecordFileInfo const& last);
     int writeNewEntry(SafePointer<RecordFileInfo>& file, std::string const& name);
+    // Makes `dir` where missing and makes its entry in `parent` durable.
+    bool makeDir(std::string const& dir, std::string const& parent);
 
     RecordDirInfoEx m_dirInfo;
     IDiskManager* m_pDiskManager;  // process-lived, not owned

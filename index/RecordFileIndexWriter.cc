@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "foundation/EncoderType.h"
@@ -21,6 +22,7 @@ namespace NS_RecordFileIndexWriter {
 constexpr unsigned int kLogLimit = 102400;
 constexpr unsigned int kLogFiles = 2;  // the file and one backup
 constexpr int kCrcBufferStart = 10240;
+constexpr int kCrcBufferStep = 5120;
 constexpr int kMaxItemSize = 8;
 
 void writeLog(char const* tag, char const* text) {
@@ -31,11 +33,16 @@ void writeLog(char const* tag, char const* text) {
 }
 }  // namespace NS_RecordFileIndexWriter
 
+using NS_RecordFileIndexWriter::kCrcBufferStep;
 using NS_RecordFileIndexWriter::kMaxItemSize;
 
 RecordFileIndexWriter::RecordFileIndexWriter() {
-    m_writeBuffer.reserve(kWriteBufferSize);
-    m_crcBuffer.reserve(NS_RecordFileIndexWriter::kCrcBufferStart);
+    try {
+        m_writeBuffer.reserve(kWriteBufferSize);
+        m_crcBuffer.reserve(NS_RecordFileIndexWriter::kCrcBufferStart);
+    } catch (std::bad_alloc const&) {
+        m_bValid = false;
+    }
 }
 
 RecordFileIndexWriter::~RecordFileIndexWriter() {
@@ -52,7 +59,10 @@ bool RecordFileIndexWriter::getRecordValidLength(SafePointer<RecordFileInfo> con
     LastRecordFileInfoManager* memory = LastRecordFileInfoManager::getInstance();
     if (memory->getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed))
         return true;
-    memory->initLastRecordFileInfo(file);
+    SafePointer<LastRecordFileInfo> unheld;
+    if (!memory->initLastRecordFileInfo(file, &unheld)) return false;
+    if (!unheld.isNull())
+        return unheld->getRecordValidLength(dataLength, timeLength, timeInterval, endPos, closed) == 1;
     return memory->getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed);
 }
 
@@ -62,7 +72,7 @@ int RecordFileIndexWriter::open(SafePointer<RecordFileInfo> const& file, bool ne
     int timeInterval = 0;
     int endPos = -1;
     bool closed = false;
-    if (!getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed))
+    if (!m_bValid || !getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed))
         return OV_RECORD_OPEN_INDEX_FAILED;
     // A run the power cut left without its CRC item is never appended to.
     if (!newEntry && !closed) return OV_RECORD_OPEN_INDEX_FAILED;
@@ -94,6 +104,7 @@ int RecordFileIndexWriter::open(SafePointer<RecordFileInfo> const& file, bool ne
     m_nBeginTime = file->getRecordBeginTime();
     m_nEncodeType = 0;
     m_nItemStartTime = 0;
+    m_nCurrentTime = 0;
     m_bLock = false;
     m_nIndexType = 1;
     m_nAlarm = 0;
@@ -185,6 +196,31 @@ void RecordFileIndexWriter::addTSIndex(long long timeStamp, int esStreamType, in
                          : static_cast<int>(timeStamp - m_nBeginTime);
 }
 
+void RecordFileIndexWriter::takeTimeLength() {
+    // A clock stepped back gives no negative length.
+    m_nPendingTimeLength =
+        m_nCurrentTime > m_nItemStartTime ? static_cast<int>(m_nCurrentTime - m_nItemStartTime) : 0;
+}
+
+void RecordFileIndexWriter::setFirstIndex(long long timeStamp, int dataLength, int isIFrame, bool lock,
+                                          int alarm) {
+    setFirstTSIndex(timeStamp, 0, dataLength, isIFrame, lock, alarm);
+    m_nCurrentTime = timeStamp;
+}
+
+void RecordFileIndexWriter::addIndex(long long timeStamp, int esStreamType, int dataLength, int isIFrame,
+                                     bool lock, int alarm) {
+    // Taken before the frame: if it ends the item, the length is the item's own.
+    takeTimeLength();
+    addTSIndex(timeStamp, esStreamType, 0, dataLength, isIFrame, lock, alarm);
+    m_nCurrentTime = timeStamp;
+}
+
+int RecordFileIndexWriter::writeLastIndex() {
+    takeTimeLength();
+    return writeLastTSIndex();
+}
+
 void RecordFileIndexWriter::addIndex(int time, int timeLength, int dataLength) {
     RecordIndexCodec::ItemInfo item;
     item.bLong = m_bForceLong || time > RecordIndexCodec::kMaxShortInterval;
@@ -198,6 +234,14 @@ void RecordFileIndexWriter::addIndex(int time, int timeLength, int dataLength) {
     unsigned char bytes[kMaxItemSize];
     int size = RecordIndexCodec::encodeItem(RecordIndexCodec::kIndexVersion3, item, bytes);
     m_writeBuffer.insert(m_writeBuffer.end(), bytes, bytes + size);
+    if (m_crcBuffer.size() + static_cast<size_t>(size) > m_crcBuffer.capacity()) {
+        try {
+            m_crcBuffer.reserve(m_crcBuffer.capacity() + kCrcBufferStep);
+        } catch (std::bad_alloc const&) {
+            // The item still reaches the file; its group will check as damaged.
+            return;
+        }
+    }
     m_crcBuffer.insert(m_crcBuffer.end(), bytes, bytes + size);
 }
 
@@ -261,8 +305,11 @@ int RecordFileIndexWriter::writeCrcIndex() {
     m_crcBuffer.clear();
     unsigned char item[RecordIndexCodec::kCrcItemSize];
     if (RecordIndexCodec::encodeCrcItem(item, covered, crc)) writeLog("write crc failed");
-    if (m_indexFile->write(reinterpret_cast<char const*>(item), sizeof(item)) != static_cast<int>(sizeof(item)))
+    if (m_indexFile->write(reinterpret_cast<char const*>(item), sizeof(item)) != static_cast<int>(sizeof(item))) {
+        // Memory would take the run it now holds for sealed, and join it again.
+        memory->eraseLastRecordFileInfo(m_recordFile);
         return OV_RECORD_WRITE_INDEX_FAILED;
+    }
     m_nFilePos += static_cast<long long>(sizeof(item));
     memory->addLastRecordFileInfo(m_recordFile, reinterpret_cast<char*>(item), sizeof(item));
     // The seal is what lets the file be continued: make it last.

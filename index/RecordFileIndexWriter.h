@@ -39,12 +39,17 @@ public:
                          int alarm);
     void addTSIndex(long long timeStamp, int esStreamType, int timeLength, int dataLength, int isIFrame,
                     bool lock, int alarm);
+    // The older pair: an item's time length is how far the time stamps given
+    // while it was pending reach past its start.
+    void setFirstIndex(long long timeStamp, int dataLength, int isIFrame, bool lock, int alarm);
+    void addIndex(long long timeStamp, int esStreamType, int dataLength, int isIFrame, bool lock, int alarm);
 
     // Moves the encoded items into the file; with sync they are made durable.
     // 1 on success, 0 on failure or a time-out of 60 seconds.
     int writeIndex(bool sync);
     // Ends the pending item and writes what is gathered.
     int writeLastTSIndex();
+    int writeLastIndex();
     // Seals the run with a CRC item and closes the file. May be opened again.
     void close();
 
@@ -69,6 +74,8 @@ private:
     void addIndex(int time, int timeLength, int dataLength);
     // Takes back the unwritten items from the group the next CRC covers.
     void dropPending();
+    // Pending time length of the older pair, from the current time.
+    void takeTimeLength();
     int writeCrcIndex();
     int writeHeadCrcCode(char const* head, int length);
     static void writeLog(char const* text);
@@ -79,6 +86,7 @@ private:
     int m_nRecordTimeInterval = 0;
     long long m_nBeginTime = 0;
     long long m_nItemStartTime = 0;
+    long long m_nCurrentTime = 0;  // latest time stamp of the older pair
     bool m_bLock = false;
     int m_nIndexType = 1;
     int m_nAlarm = 0;
@@ -90,6 +98,7 @@ private:
     bool m_bForceLong = false;
     bool m_bItemOpen = false;
     int m_nEncodeType = 0;
+    bool m_bValid = true;  // false when the buffers could not be had
     long long m_nFilePos = 0;  // where the next bytes go in the index file
     SafePointer<RecordFileInfo> m_recordFile;
 };

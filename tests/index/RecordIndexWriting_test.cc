@@ -1,24 +1,19 @@
-// Index bytes written while a real stream is recorded, read back by the
-// index reader; and what is left of them after a power cut.
+// Index bytes of a real stream as a reader finds them, and after power cuts.
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <algorithm>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "disk/RecordDiskManagerImpl.h"
-#include "host/DiskManagerFactory.h"
 #include "host/HostClock.h"
-#include "index/RecordIndexCache.h"
+#include "index/RecordFileIndexNodeInfo.h"
 #include "index/RecordIndexFileParserEx.h"
-#include "index/RecordIndexParserImplEx.h"
 #include "recording/RecordStorageTSImpl.h"
 #include "recording/TSFrameQueue.h"
-#include "retrieval/SingleDeviceRecordQuery.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
@@ -37,14 +32,13 @@ struct Written {
     long long offset = 0;  // in the record file
     std::string bytes;
     bool iFrame = false;
-    long long seconds = 0;
 };
 
 // A channel from frames to record files: the frame queue, the session and
 // the plain directory of the disk manager, on a temporary folder.
 class Channel {
 public:
-    explicit Channel(RecordDirInfoEx const& dir) : m_dir(dir), m_queue(8 << 20) {
+    Channel() : m_queue(8 << 20) {
         RecordInfo info;
         info.setDeviceId("NVR");
         info.setDeviceIP("10.0.0.7");
@@ -59,41 +53,30 @@ public:
     void record(std::vector<AVData> const& frames, std::function<void(Written const&)> const& between = {}) {
         for (AVData const& frame : frames) {
             m_queue.pushAVData(&frame);
-            drain(between);
-        }
-    }
-
-    void drain(std::function<void(Written const&)> const& between) {
-        TSAVData* block = nullptr;
-        while (m_queue.frontAVData(&block)) {
-            if (block != nullptr) {
+            TSAVData* block = nullptr;
+            for (; m_queue.frontAVData(&block); m_queue.popAVData()) {
+                if (block == nullptr) continue;
                 Written written;
                 written.iFrame = block->getFrameType() == 1;
-                written.seconds = block->getTimeStamp() / 1000000;
                 int code = m_session.write(0, block);
                 // After the write: joining a file moves the time line of the
                 // queued blocks, this one included.
                 written.bytes.assign(block->getData(), block->getDataLength());
-                SafePointer<RecordFileInfo> file = m_session.getRecordFileInfo();
-                if (code == 0) {
-                    written.file = file->getRecordFileName();
-                    written.offset = m_fileLength[written.file];
-                    m_fileLength[written.file] += static_cast<long long>(written.bytes.size());
-                    m_blocks.push_back(written);
-                    if (between) between(m_blocks.back());
-                }
                 block = nullptr;
+                if (code != 0) continue;
+                written.file = m_session.getRecordFileInfo()->getRecordFileName();
+                written.offset = m_fileLength[written.file];
+                m_fileLength[written.file] += static_cast<long long>(written.bytes.size());
+                m_blocks.push_back(written);
+                if (between) between(m_blocks.back());
             }
-            m_queue.popAVData();
         }
     }
 
     void close() { m_session.close(); }
     std::vector<Written> const& blocks() const { return m_blocks; }
-    TSFrameQueue& queue() { return m_queue; }
 
 private:
-    RecordDirInfoEx m_dir;
     TSFrameQueue m_queue;
     RecordStorageTSImpl m_session;
     std::vector<Written> m_blocks;
@@ -105,16 +88,8 @@ protected:
     void SetUp() override {
         setenv("TZ", "UTC", 1);
         tzset();
-        m_dir.setRecordRootDir(m_disk.path("sda1"));
         m_dir.setRecordDiskName("sda1");
         m_dir.setFileSegmentSize(64LL << 20);
-        restart();
-        TestStreams::VideoOptions video;
-        video.nWidth = 640;
-        video.nHeight = 360;
-        m_video = TestStreams::readH264(std::string(RECSTORE_TESTDATA_DIR) + "/cif25_gop50_20s.h264", video);
-        m_audio = TestStreams::readALaw(std::string(RECSTORE_TESTDATA_DIR) + "/tone8k_20s.alaw");
-        ASSERT_FALSE(m_video.empty());
     }
 
     void TearDown() override {
@@ -131,7 +106,7 @@ protected:
         RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
     }
 
-    // The CIF stream again, from a later second of the day.
+    // The CIF stream, from a second of the day.
     static std::vector<AVData> videoFrom(long long seconds) {
         TestStreams::VideoOptions options;
         options.nFirstTime = seconds * 1000000;
@@ -142,112 +117,35 @@ protected:
 
     std::string dateDir() const { return m_dir.getRecordRootDir() + "/record/" + kDeviceDir + "/" + kDate; }
 
-    // Segments of the day as a query sees them.
-    std::vector<RecordTimeSegment> segments() {
+    // Items of one file's entry as a reader finds them, and their data length.
+    std::vector<RecordIndexNode> nodes(std::string const& name) {
         RecordIndexFileParserEx parser;
+        RecordFileIndexNodeInfo info;
         EXPECT_EQ(1, parser.open(m_dir, kDate, kDeviceDir, 0, 0));
-        RecordQueryResult result;
-        RecordQueryCondition condition;
-        condition.setRecordBeginTime(static_cast<unsigned long>(kDay0 - 3600));
-        condition.setRecordEndTime(static_cast<unsigned long>(kDay0 + 7200));
-        condition.setRecordQueryTimePrecision(2);
-        SingleDeviceRecordQuery query(result, condition);
-        query.setDate(kDate);
-        parser.queryRecordSegmentList(&query, false);
-        query.clear();
-        return result.getRecordTimeSegmentList();
+        parser.getParser().getRecordFileIndexNodeInfoList(name.c_str(), info);
+        return info.getRecordIndexNodeList();
+    }
+    static size_t length(std::vector<RecordIndexNode> const& items) {
+        size_t sum = 0;
+        for (RecordIndexNode const& item : items) sum += static_cast<size_t>(item.getDataLength());
+        return sum;
     }
 
-    // I-frame seek positions of one file's entry, and the valid length of
-    // the day's last entry.
-    std::vector<int> iFramePositions(std::string const& name, int& dataLength) {
-        RecordIndexFileParserEx parser;
-        EXPECT_EQ(1, parser.open(m_dir, kDate, kDeviceDir, 0, 0));
-        int length = 0;
-        char* image = parser.getIndexInfo(length);
-        RecordIndexParserImplEx entries;
-        entries.setIndexInfo(m_dir, kDate, kDeviceDir, image, length, 0);
-        int begin = 0;
-        int headEnd = 0;
-        int end = 0;
-        std::vector<int> positions;
-        dataLength = -1;
-        if (entries.getIndexPosByFileName(name.c_str(), begin, headEnd, end) != 1) return positions;
-        RecordIndexCache cache;
-        entries.getRecordFileIndexList(begin, headEnd, end, cache, true);
-        for (RecordIndexInfo const& info : cache.getRecordIndexInfoList()) positions.push_back(info.getFilePos());
-        int timeLength = 0;
-        int interval = 0;
-        int last = 0;
-        bool closed = false;
-        entries.getRecordFileLenAndTimeLen(dataLength, timeLength, interval, last, closed);
-        return positions;
-    }
-
-    TempDir m_disk;
-    HostRootGuard m_root;
     RecordDirInfoEx m_dir;
-    std::vector<AVData> m_video;
-    std::vector<AVData> m_audio;
+    HostRootGuard m_root;
 };
 
-TEST_F(RecordIndexWritingTest, RealStreamReadsBackAsItsSegmentsAndIFramePositions) {
-    Channel channel(m_dir);
-    channel.record(TestStreams::interleave(m_video, m_audio));
-    channel.close();
-    ASSERT_GE(channel.blocks().size(), 8u);
-
-    std::string name = channel.blocks().front().file;
-    std::string data = TempDir::readWhole(dateDir() + "/" + name);
-    std::vector<int> expected;
-    std::string joined;
-    for (Written const& block : channel.blocks()) {
-        ASSERT_EQ(name, block.file);
-        if (block.iFrame) expected.push_back(static_cast<int>(block.offset));
-        joined += block.bytes;
-    }
-    EXPECT_TRUE(joined == data);
-    int dataLength = 0;
-    EXPECT_EQ(expected, iFramePositions(name, dataLength));
-    EXPECT_EQ(static_cast<int>(data.size()), dataLength);
-
-    std::vector<RecordTimeSegment> found = segments();
-    ASSERT_EQ(1u, found.size());
-    EXPECT_EQ(static_cast<unsigned long>(channel.blocks().front().seconds), found[0].getRecordBeginTime());
-    EXPECT_GE(found[0].getRecordEndTime(), static_cast<unsigned long>(channel.blocks().back().seconds));
-}
-
-TEST_F(RecordIndexWritingTest, FileJoinedAfterARestartKeepsItsTimeLine) {
-    std::vector<AVData> first(m_video.begin(), m_video.begin() + 250);
-    std::vector<AVData> later = videoFrom(kDay0 + 600);
-    {
-        Channel channel(m_dir);
-        channel.record(first);
-        channel.close();
-    }
-    restart();
-    Channel again(m_dir);
-    again.record(later);
-    again.close();
-
-    ASSERT_FALSE(again.blocks().empty());
-    std::string name = again.blocks().front().file;
-    std::vector<std::string> names;
-    DiskManagerFactory::getDiskManager(1, 0)->getFileList(dateDir().c_str(), names, "*.ts", 0);
-    ASSERT_EQ(1u, names.size());
-    EXPECT_EQ(name, names[0]);
-    int dataLength = 0;
-    iFramePositions(name, dataLength);
-    EXPECT_EQ(static_cast<int>(TempDir::readWhole(dateDir() + "/" + name).size()), dataLength);
-    std::vector<RecordTimeSegment> found = segments();
-    ASSERT_EQ(2u, found.size());
-    EXPECT_EQ(static_cast<unsigned long>(kDay0), found[0].getRecordBeginTime());
-    EXPECT_EQ(static_cast<unsigned long>(kDay0 + 600), found[1].getRecordBeginTime());
-}
-
-TEST_F(RecordIndexWritingTest, PowerCutAtEveryBlockLeavesEverythingUpToTheLastFlush) {
-    std::vector<AVData> frames(m_video.begin(), m_video.begin() + 450);  // nine groups of pictures
-    for (size_t cut = 1; cut <= 8; ++cut) {
+// A stream cut by a power cut at any block (0: closed, with its audio), then
+// the next start the same day. What the index covered reads back byte for
+// byte. A sealed entry, or one without items yet, is joined at its valid
+// length on its time line; a run left unsealed never is: a new file takes the
+// recording and the old entry stays as it was. The mark lasts while recording.
+TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUnsealed) {
+    std::vector<AVData> video = videoFrom(kDay0);
+    std::vector<AVData> frames(video.begin(), video.begin() + 450);  // nine groups of pictures
+    std::vector<AVData> audio = TestStreams::readALaw(std::string(RECSTORE_TESTDATA_DIR) + "/tone8k_20s.alaw");
+    RecordingMarkManager* marks = RecordingMarkManager::getInstance();
+    for (size_t cut = 0; cut <= 8; ++cut) {
         SCOPED_TRACE(cut);
         TempDir disk;
         m_dir.setRecordRootDir(disk.path("sda1"));
@@ -256,53 +154,65 @@ TEST_F(RecordIndexWritingTest, PowerCutAtEveryBlockLeavesEverythingUpToTheLastFl
         std::vector<Written> written;
         {
             FaultInjection faults(plan);
-            Channel channel(m_dir);
+            Channel channel;
             // 25 s of wall time per block: the writer flushes with blocks 4, 7, ...
             // The cut ends the process: nothing reaches the disk after it.
-            channel.record(frames, [&](Written const& block) {
+            channel.record(cut == 0 ? TestStreams::interleave(frames, audio) : frames, [&](Written const& block) {
                 written.push_back(block);
+                EXPECT_TRUE(marks->isExistMark(kDeviceDir, kDate));
                 HostClock::shift(25);
                 if (written.size() == cut) {
                     plan->powerCut();
                     plan->vanish();
                 }
             });
+            if (cut == 0) channel.close();
         }
         HostClock::reset();
-        ASSERT_EQ(cut, written.size());
         // A flush with block j writes the items of blocks before j - 1: the
         // item of j - 1 is closed only by block j's own, after the flush.
-        size_t indexed = 0;
+        size_t indexed = cut == 0 ? written.size() : 0;
         for (size_t flush = 4; flush <= cut; flush += 3) indexed = flush - 2;
         std::string name = written.front().file;
-        int dataLength = -1;
-        iFramePositions(name, dataLength);
-        long long expected = 0;
-        for (size_t block = 0; block < indexed; ++block) expected += written[block].bytes.size();
-        EXPECT_EQ(expected, dataLength);
-        std::string data = TempDir::readWhole(dateDir() + "/" + name);
-        ASSERT_GE(static_cast<long long>(data.size()), expected);
         std::string flushed;
-        for (size_t block = 0; block < indexed; ++block) flushed += written[block].bytes;
-        EXPECT_TRUE(flushed == data.substr(0, static_cast<size_t>(expected)));
-
-        // The next start joins the file at its valid length: what the index
-        // covered stays, what it did not is written over. (A zero-filled
-        // index tail lets an unsealed run count as ended.)
+        std::vector<long long> iFrames;
+        for (size_t block = 0; block < indexed; ++block) {
+            if (written[block].iFrame) iFrames.push_back(written[block].offset);
+            flushed += written[block].bytes;
+        }
+        std::vector<RecordIndexNode> items = nodes(name);
+        std::vector<long long> found;
+        for (RecordIndexNode const& item : items)
+            if (item.isIFrame()) found.push_back(item.getFilePos());
+        EXPECT_EQ(iFrames, found);
+        EXPECT_EQ(flushed.size(), length(items));
+        std::string indexName =
+            RecordIndexFileParserEx::getIndexFileName(m_dir.getRecordRootDir(), kDate, kDeviceDir, 0);
+        std::string index = TempDir::readWhole(indexName);
+        size_t entryLength = std::min(index.find("\xFF\xFF\xFF\xFF"), index.find(std::string(16, '\0')));
+        ASSERT_LT(entryLength, index.size());
         restart();
-        Channel next(m_dir);
+        Channel next;
         next.record(videoFrom(kDay0 + 600));
         next.close();
+        EXPECT_FALSE(marks->isExistMark(kDeviceDir, kDate));
         ASSERT_FALSE(next.blocks().empty());
-        EXPECT_EQ(name, next.blocks().front().file);
-        std::string appended;
-        for (Written const& block : next.blocks()) appended += block.bytes;
-        int joinedLength = -1;
-        iFramePositions(name, joinedLength);
-        EXPECT_EQ(expected + static_cast<long long>(appended.size()), joinedLength);
-        std::string joined = TempDir::readWhole(dateDir() + "/" + name);
-        EXPECT_TRUE(flushed == joined.substr(0, static_cast<size_t>(expected)));
-        EXPECT_TRUE(appended == joined.substr(static_cast<size_t>(expected), appended.size()));
+        bool joins = cut == 0 || indexed == 0;
+        std::string recorded;
+        for (Written const& block : next.blocks()) recorded += block.bytes;
+        std::string appended = joins ? recorded : "";
+        EXPECT_EQ(joins, next.blocks().front().file == name);
+        EXPECT_EQ(0, TempDir::readWhole(indexName).compare(0, entryLength, index, 0, entryLength));
+        items = nodes(name);
+        EXPECT_EQ(flushed.size() + appended.size(), length(items));
+        std::string old = TempDir::readWhole(dateDir() + "/" + name);
+        EXPECT_TRUE(flushed + appended == old.substr(0, flushed.size() + appended.size()));
+        EXPECT_EQ(joins ? length(items) : recorded.size(), length(nodes(next.blocks().back().file)));
+        // Joined, the file keeps its time line: the new run starts 600 s in.
+        auto run = std::find_if(items.begin(), items.end(), [&](RecordIndexNode const& item) {
+            return item.getFilePos() == static_cast<int>(flushed.size());
+        });
+        EXPECT_TRUE(!joins || (run != items.end() && run->getTimeOffset() == 600));
     }
 }
 
