@@ -40,12 +40,11 @@ bool SingleDeviceRecordQuery::isFilteredOut(bool bLocked, bool bAlarm) const {
 
 bool SingleDeviceRecordQuery::isMatchQueryTime(long long& nBegin, long long& nEnd) const {
     // Index times are signed 64 bits; a segment carries 32 unsigned bits on
-    // the recorder, so what lies outside is cut here rather than wrapped.
-    if (nBegin < 0) nBegin = 0;
+    // the recorder, so what lies above is cut here rather than wrapped (the
+    // window's begin, never negative, cuts what lies below).
     if (nEnd > NS_SingleDeviceRecordQuery::kMaxSegmentTime) {
         nEnd = NS_SingleDeviceRecordQuery::kMaxSegmentTime;
     }
-    if (nBegin >= nEnd) return false;
     if (nEnd <= m_nQueryBeginTime) return false;
     if (m_nQueryEndTime != 0 && nBegin >= m_nQueryEndTime) return false;
     if (nBegin < m_nQueryBeginTime) nBegin = m_nQueryBeginTime;
