@@ -234,6 +234,6 @@ bool RecordIndexCodec::encodeCrcItem(unsigned char* out, int nCoveredLength, std
     out[0] = kCrcItemMark;
     out[1] = kCrcItemSecond;
     writeLE(out + 2, static_cast<std::uint64_t>(static_cast<unsigned>(nCoveredLength)), 2);
-    writeLE(out + 4, stored, 4);
+    writeLE(out + kCrcFieldOffset, stored, 4);
     return stored != nCrc;
 }

@@ -59,6 +59,7 @@ public:
     static constexpr int kShortItemSizeV2 = 4;               // V2 and V3
     static constexpr int kLongItemSizeV2 = 8;                // V2 and V3
     static constexpr int kCrcItemSize = 8;
+    static constexpr int kCrcFieldOffset = 4;               // of the CRC in a CRC item
     static constexpr int kMaxShortInterval = 14;             // 15 would collide with 0xFx
     static constexpr int kMaxItemTimeLength = 3;
     static constexpr int kTsPacketSize = 188;

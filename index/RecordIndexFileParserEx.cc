@@ -159,6 +159,7 @@ void RecordIndexFileParserEx::close() {
     delete[] m_pszFileImage;
     m_pszFileImage = nullptr;
     m_nFileImageLen = 0;
+    m_bRepaired = false;
     if (m_pIndexFile.get() != nullptr) m_pIndexFile->close();
     m_pIndexFile.reset();
 }
@@ -198,8 +199,8 @@ int RecordIndexFileParserEx::repairIndex(RecordDirInfoEx const& dirInfo, std::st
             return 0;
         }
         // A second repair folds into the file's bytes, not into the view.
-        char const* main = m_pszFileImage != nullptr ? m_pszFileImage : m_pszIndexCache;
-        int const mainLength = m_pszFileImage != nullptr ? m_nFileImageLen : m_nIndexCacheLen;
+        char const* main = m_bRepaired ? m_pszFileImage : m_pszIndexCache;
+        int const mainLength = m_bRepaired ? m_nFileImageLen : m_nIndexCacheLen;
         int const rebuiltLength = static_cast<int>(length);
         if (mainLength + rebuiltLength == 0) {
             file->close();
@@ -231,8 +232,9 @@ int RecordIndexFileParserEx::repairIndex(RecordDirInfoEx const& dirInfo, std::st
             int end = 0;
             front.deleteFile(*repaired, begin, end);
         }
-        if (m_pszFileImage == nullptr) {
+        if (!m_bRepaired) {
             // The image read at open is the file's from now on.
+            m_bRepaired = true;
             m_pszFileImage = m_pszIndexCache;
             m_nFileImageLen = m_nIndexCacheLen;
             m_fileParser.setIndexInfo(dirInfo, date, deviceDir, m_pszFileImage, m_nFileImageLen,
@@ -257,12 +259,12 @@ char* RecordIndexFileParserEx::getIndexInfo(int& nLength) const {
 }
 
 RecordIndexParserImplEx& RecordIndexFileParserEx::fileParser() {
-    return m_pszFileImage != nullptr ? m_fileParser : m_parser;
+    return m_bRepaired ? m_fileParser : m_parser;
 }
 
 bool RecordIndexFileParserEx::writeBack(int nBegin, int nEnd) {
-    char const* image = m_pszFileImage != nullptr ? m_pszFileImage : m_pszIndexCache;
-    int const length = m_pszFileImage != nullptr ? m_nFileImageLen : m_nIndexCacheLen;
+    char const* image = m_bRepaired ? m_pszFileImage : m_pszIndexCache;
+    int const length = m_bRepaired ? m_nFileImageLen : m_nIndexCacheLen;
     if (m_pIndexFile.get() == nullptr || nBegin < 0 || nEnd < nBegin || nEnd >= length) {
         return false;
     }
@@ -370,7 +372,7 @@ void RecordIndexFileParserEx::hideRemovedInView(std::vector<std::string> const& 
 int RecordIndexFileParserEx::lockFile(long long nBegin, long long nEnd) {
     int first = -1;
     int last = -1;
-    if (m_pszFileImage != nullptr) m_parser.lockFile(nBegin, nEnd, first, last);
+    if (m_bRepaired) m_parser.lockFile(nBegin, nEnd, first, last);
     if (fileParser().lockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
     return writeBack(first, last) ? 1 : 0;
 }
@@ -378,7 +380,7 @@ int RecordIndexFileParserEx::lockFile(long long nBegin, long long nEnd) {
 int RecordIndexFileParserEx::unLockFile(long long nBegin, long long nEnd) {
     int first = -1;
     int last = -1;
-    if (m_pszFileImage != nullptr) m_parser.unLockFile(nBegin, nEnd, first, last);
+    if (m_bRepaired) m_parser.unLockFile(nBegin, nEnd, first, last);
     if (fileParser().unLockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
     return writeBack(first, last) ? 1 : 0;
 }
@@ -386,7 +388,7 @@ int RecordIndexFileParserEx::unLockFile(long long nBegin, long long nEnd) {
 int RecordIndexFileParserEx::deleteFile(RecordFileInfo const& file) {
     int begin = -1;
     int end = -1;
-    if (m_pszFileImage != nullptr) m_parser.deleteFile(file, begin, end);
+    if (m_bRepaired) m_parser.deleteFile(file, begin, end);
     if (fileParser().deleteFile(file, begin, end) == 0) return 0;
     return writeBack(begin, end) ? 1 : 0;
 }
@@ -395,9 +397,9 @@ int RecordIndexFileParserEx::deleteOutDateFile(SafePointer<RecordOutDateFileHand
     int first = -1;
     int last = -1;
     std::vector<std::string> before;
-    if (m_pszFileImage != nullptr) before = entryNames(m_fileParser);
+    if (m_bRepaired) before = entryNames(m_fileParser);
     if (fileParser().deleteOutDateFile(handler, first, last) == 0) return 1;
-    if (m_pszFileImage != nullptr) hideRemovedInView(before);
+    if (m_bRepaired) hideRemovedInView(before);
     return writeBack(first, last) ? 1 : 0;
 }
 
@@ -405,9 +407,9 @@ int RecordIndexFileParserEx::deleteDeviceFile(SafePointer<RecordOutDateFileHandl
     int first = -1;
     int last = -1;
     std::vector<std::string> before;
-    if (m_pszFileImage != nullptr) before = entryNames(m_fileParser);
+    if (m_bRepaired) before = entryNames(m_fileParser);
     if (fileParser().deleteDeviceFile(handler, first, last) == 0) return 1;
-    if (m_pszFileImage != nullptr) hideRemovedInView(before);
+    if (m_bRepaired) hideRemovedInView(before);
     return writeBack(first, last) ? 1 : 0;
 }
 
@@ -416,8 +418,8 @@ int RecordIndexFileParserEx::deleteEarliestRecordFile(
     int first = -1;
     int last = -1;
     std::vector<std::string> before;
-    if (m_pszFileImage != nullptr) before = entryNames(m_fileParser);
+    if (m_bRepaired) before = entryNames(m_fileParser);
     if (fileParser().deleteEarliestRecordFile(handler, first, last) == 0) return 1;
-    if (m_pszFileImage != nullptr) hideRemovedInView(before);
+    if (m_bRepaired) hideRemovedInView(before);
     return writeBack(first, last) ? 1 : 0;
 }

@@ -124,7 +124,9 @@ private:
     char* m_pszIndexCache = nullptr;  // owned, exactly m_nIndexCacheLen bytes: the view
     int m_nIndexCacheLen = 0;
     RecordIndexParserImplEx m_parser;  // over the view
-    // The file's bytes once a repair made the view differ; null before.
+    // Set once a repair made the view differ from the file; the file's bytes
+    // are then kept here (null for an empty file).
+    bool m_bRepaired = false;
     char* m_pszFileImage = nullptr;  // owned
     int m_nFileImageLen = 0;
     RecordIndexParserImplEx m_fileParser;  // over m_pszFileImage

@@ -172,7 +172,7 @@ void RecordIndexInfoParserV3::noteIntactGroups() {
     int length = 0;
     int crcOffset = 0;
     while (nextGroup(offset, begin, length, crcOffset)) {
-        if (isGroupIntact(begin, length, crcOffset, false)) m_intactGroups.emplace_back(begin, crcOffset);
+        if (isGroupIntact(begin, length, crcOffset, false)) m_intactGroups.push_back(crcOffset);
     }
 }
 
@@ -183,17 +183,18 @@ void RecordIndexInfoParserV3::renewIntactGroups() {
     int crcOffset = 0;
     size_t next = 0;
     while (next < m_intactGroups.size() && nextGroup(offset, begin, length, crcOffset)) {
-        // A lock bit may turn a stray F8 or F9 into F0 or F1; a group that
-        // no longer has the same bounds is not the one that was intact.
-        while (next < m_intactGroups.size() && m_intactGroups[next].second < crcOffset) ++next;
+        // Offsets only grow; a CRC item the walk no longer meets (a lock bit
+        // can turn a stray F8 or F9 into F0 or F1) is not renewed.
+        while (next < m_intactGroups.size() && m_intactGroups[next] < crcOffset) ++next;
         if (next == m_intactGroups.size()) break;
-        if (m_intactGroups[next] != std::make_pair(begin, crcOffset)) continue;
+        if (m_intactGroups[next] != crcOffset) continue;
         ++next;
-        // A CRC whose top byte is FF is stored as EE, as by the writer, and
-        // then checks as damaged like any group the writer stored so.
-        RecordIndexCodec::encodeCrcItem(
-            reinterpret_cast<unsigned char*>(m_pszIndexInfo + crcOffset), length,
-            RecordCrc32::getInstance()->getCrc32(m_pszIndexInfo + begin, length));
+        // Only the CRC field changes. A CRC whose top byte is FF is stored as
+        // EE, as by the writer, and then checks as damaged like any group the
+        // writer stored so.
+        std::uint32_t crc = RecordCrc32::getInstance()->getCrc32(m_pszIndexInfo + begin, length);
+        unsigned char* field = reinterpret_cast<unsigned char*>(m_pszIndexInfo + crcOffset);
+        RecordIndexCodec::writeLE(field + RecordIndexCodec::kCrcFieldOffset, RecordIndexCodec::toStoredCrc(crc), 4);
     }
 }
 

@@ -1,7 +1,6 @@
 #ifndef INDEX_RECORDINDEXINFOPARSERV3_H
 #define INDEX_RECORDINDEXINFOPARSERV3_H
 
-#include <utility>
 #include <vector>
 
 #include "index/IRecordIndexInfoParser.h"
@@ -62,9 +61,9 @@ private:
     void renewIntactGroups();
 
     int m_nUsableLen = 0;
-    // Item and CRC item offsets of the groups found intact before a change;
-    // the room is kept between calls.
-    std::vector<std::pair<int, int>> m_intactGroups;
+    // CRC item offsets of the groups found intact before a change; the room
+    // is kept between calls.
+    std::vector<int> m_intactGroups;
     RecordIndexItemParserV3 m_itemParser;
     RecordIndexCrcItemParser m_crcParser;
 };

@@ -191,8 +191,7 @@ TEST_F(RecordIndexFileParserExTest, OpensFilesOfZeroUpToOneMebibyteOnly) {
     int data = 1, time = 1, interval = 1, end = 0;
     bool closed = true;
     EXPECT_EQ(1, parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed));
-    EXPECT_EQ(0, data + time + interval);
-    EXPECT_EQ(-1, end);
+    EXPECT_EQ(std::make_tuple(0, 0, 0, -1), std::make_tuple(data, time, interval, end));
     Builder builder = standardImage();
     writeIndex(builder.image(Codec::kMaxIndexFileSize, '\xFF'));
     EXPECT_EQ(Codec::kMaxIndexFileSize, RecordIndexFileParserEx::getIndexFileLen(m_info, kDate, kDevice, 0));
@@ -244,9 +243,8 @@ TEST_F(RecordIndexFileParserExTest, PowerCutAnywhereInTheLastEntryKeepsTheOthers
                 EXPECT_EQ(fill != "\xFF" || (wholeCuts.count(cut) > 0 && !headOnly), closed);
             }
             auto segments = query(parser);
-            ASSERT_FALSE(segments.empty());
-            EXPECT_EQ(kT0, std::get<0>(segments[0]));
-            EXPECT_LE(std::get<1>(segments.back()), kT0 + 3680);
+            EXPECT_TRUE(!segments.empty() && std::get<0>(segments[0]) == kT0 &&
+                        std::get<1>(segments.back()) <= kT0 + 3680);
         }
     }
 }
@@ -281,7 +279,6 @@ TEST_F(RecordIndexFileParserExTest, DamageToHeadOrItemsIsFoundInThatEntryOnly) {
         ASSERT_EQ(3, parser.getFileNumber());
         EXPECT_EQ((Names{fileName(1), fileName(3)}), intact(parser));
         EXPECT_EQ(1u, damaged(parser).size());
-        EXPECT_EQ(0u, damaged(parser).count(fileName(1)) + damaged(parser).count(fileName(3)));
     }
 }
 
@@ -500,8 +497,7 @@ protected:
         writeIndex(m_reindex, RecordIndexFileParserEx::kStorageTypeRebuilt);
     }
     static std::string damage(std::string image) {
-        image[standardImage().entries()[1].groupEnds[0] + 1] ^= 0x11;
-        return image;
+        return image.replace(standardImage().entries()[1].groupEnds[0] + 1, 1, 1, '\xF1');  // E0 -> F1
     }
     std::string m_image;
     std::string m_reindex;
@@ -532,6 +528,12 @@ TEST_F(RecordIndexRepairTest, RepairFoldsRebuiltEntriesInWithoutChangingFiles) {
     EXPECT_EQ(3, parser.getFileNumber());
     ASSERT_EQ(0, std::remove(m_dir.path(relIndex(3)).c_str()));
     EXPECT_EQ(0, parser.repairIndex(m_info, kDate, kDevice, 0));  // no sibling
+    writeIndex("");  // an empty main file: the rebuilt entries are all the view has
+    writeIndex(m_reindex, RecordIndexFileParserEx::kStorageTypeRebuilt);
+    ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
+    ASSERT_EQ(1, parser.repairIndex(m_info, kDate, kDevice, 0));
+    EXPECT_EQ(1, parser.lockFile(kT0, kT0 + 1000));
+    EXPECT_EQ("", readIndex());
 }
 
 // After a repair, the changes reach the file as they would without it: the
