@@ -3,10 +3,13 @@
 // version, then walk, lock and check the area. Every version parser also
 // walks the raw input. The whole-file reader then takes the input as an index
 // image, in memory and as a file with a ".reindex" sibling on a temporary
-// folder, and runs every reading, repairing and changing operation on it. Inputs are copied to exact-size heap buffers so that
-// AddressSanitizer sees any read past the end. Invariants that hold for any
-// input abort when broken.
+// folder, and runs every reading, repairing and changing operation on it.
+// Inputs are copied to exact-size heap buffers so that AddressSanitizer sees
+// any read past the end. Invariants that hold for any input abort when
+// broken: lock and unlock change only lock bits and renewed CRC fields, and
+// a file changed after a repair ends as the same changes leave it without.
 
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -49,9 +52,23 @@ std::unique_ptr<char[]> exactCopy(char const* data, int length) {
     return copy;
 }
 
+// Marks the CRC fields (bytes 4 to 7) of the CRC items a V3 walk meets.
+void markCrcFields(char const* area, int length, std::vector<char>& marks) {
+    int const usable = length - length % 4;
+    int offset = 0;
+    while (offset < usable) {
+        unsigned char first = static_cast<unsigned char>(area[offset]);
+        int size = first == RecordIndexCodec::kCrcItemMark ? RecordIndexCodec::kCrcItemSize
+                                                             : RecordIndexCodec::getItemSize(2, first);
+        if (offset + size > usable) break;
+        if (first == RecordIndexCodec::kCrcItemMark) {
+            for (int i = RecordIndexCodec::kCrcFieldOffset; i < size; ++i) marks[offset + i] = 1;
+        }
+        offset += size;
+    }
+}
+
 void exerciseArea(int version, char const* data, int length, long long beginTime) {
-    // Readers take begin times of 32 bits only (RecordIndexFileItemParserEx).
-    beginTime &= 0xFFFFFFFFLL;
     auto area = exactCopy(data, length);
     auto parser = RecordIndexParserFactory::createParser(version);
 
@@ -84,11 +101,16 @@ void exerciseArea(int version, char const* data, int length, long long beginTime
     parser->checkFileIsLocked();
     parser->isIndexInfoNeedRepaire(length);
 
-    // Lock and unlock touch nothing but bit 3 of flag bytes.
+    // Lock and unlock touch nothing but bit 3 of flag bytes, and in V3 the
+    // CRC fields of the CRC items (renewed).
     std::vector<char> before(area.get(), area.get() + length);
-    parser->lockFile(beginTime, beginTime + 0x7FFFFF);
-    parser->unLockFile(beginTime - 1, beginTime + 0x1000000);
-    for (int i = 0; i < length; ++i) FUZZ_CHECK(((before[i] ^ area[i]) & ~0x08) == 0);
+    std::vector<char> crcFields(length > 0 ? length : 1, 0);
+    bool v3 = version != RecordIndexCodec::kIndexVersion1 && version != RecordIndexCodec::kIndexVersion2;
+    if (v3) markCrcFields(area.get(), length, crcFields);
+    parser->lockFile(beginTime, RecordIndexCodec::addSeconds(beginTime, 0x7FFFFF));
+    if (v3) markCrcFields(area.get(), length, crcFields);
+    parser->unLockFile(RecordIndexCodec::addSeconds(beginTime, -1), RecordIndexCodec::addSeconds(beginTime, 0x1000000));
+    for (int i = 0; i < length; ++i) FUZZ_CHECK(((before[i] ^ area[i]) & ~0x08) == 0 || crcFields[i]);
     if (version == RecordIndexCodec::kIndexVersion3) {
         auto* v3 = static_cast<RecordIndexInfoParserV3*>(parser.get());
         char* p = area.get();
@@ -198,7 +220,7 @@ void walkImage(RecordIndexParserImplEx& parser, int length) {
     FUZZ_CHECK(count >= 0 && count <= length / 8 + 1);
     runQueries(parser);
     RecordIndexParserImplEx::FileList all, whole, broken;
-    parser.getRecordFileInfoList(-(1LL << 62), 1LL << 62, all);
+    parser.getRecordFileInfoList(LLONG_MIN, LLONG_MAX, all);
     parser.getRepairedRecordFileInfoList(whole);
     parser.getIndexDemagedFileList(broken);
     FUZZ_CHECK(static_cast<int>(whole.size() + broken.size()) == count);
@@ -264,7 +286,7 @@ void exerciseImage(char const* data, int length) {
     parser.setInitIndexPosInfoFlag();
     int count = parser.getFileNumber();
     RecordIndexParserImplEx::FileList all;
-    parser.getRecordFileInfoList(-(1LL << 62), 1LL << 62, all);
+    parser.getRecordFileInfoList(LLONG_MIN, LLONG_MAX, all);
     if (!all.empty()) {
         int begin = 0, end = 0;
         FUZZ_CHECK(parser.deleteFile(*all[0], begin, end) == 1);
@@ -285,7 +307,36 @@ bool writeWhole(std::string const& path, char const* data, int length) {
     return std::fclose(file) == 0 && ok;
 }
 
-// The input split in two, as the index file and its ".reindex" sibling.
+std::string readWholeFile(std::string const& path) {
+    std::string bytes;
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) return bytes;
+    char buffer[4096];
+    size_t read = 0;
+    while ((read = std::fread(buffer, 1, sizeof(buffer), file)) > 0) bytes.append(buffer, read);
+    std::fclose(file);
+    return bytes;
+}
+
+// What a user and the reclamation change in one index file.
+void changeFile(RecordIndexFileParserEx& parser, RecordDirInfoEx const& info, std::string const& firstName) {
+    parser.lockFile(0, 1LL << 40);
+    parser.unLockFile(0, 1LL << 39);
+    if (!firstName.empty()) {
+        RecordFileInfo file;
+        file.setRecordFileName(firstName);
+        FUZZ_CHECK(parser.deleteFile(file) == 1);
+    }
+    SafePointer<RecordOutDateFileHandler> outDate(new RecordOutDateFileHandler(info));
+    outDate->setFileDeleteTime(1000);
+    outDate->setDeleteFileFlag(false);
+    FUZZ_CHECK(parser.deleteOutDateFile(outDate) == 1);
+    FUZZ_CHECK(parser.getFileNumber() >= 0);
+}
+
+// The input split in two, as the index file and its ".reindex" sibling. A
+// repaired view is walked and then changed: the file must end exactly as
+// the same changes leave it without a repair.
 void exerciseFiles(uint8_t const* data, int length) {
     if (fuzzRoot().empty()) return;
     int split = length < 2 ? 0 : (data[0] | (data[1] << 8)) % (length + 1);
@@ -296,27 +347,28 @@ void exerciseFiles(uint8_t const* data, int length) {
     if (!writeWhole(main, text, split) || !writeWhole(rebuilt, text + split, length - split)) return;
 
     RecordIndexFileParserEx parser;
+    FUZZ_CHECK(parser.open(info, kDate, kDevice, 0, 0) == 1);
+    RecordIndexParserImplEx::FileList all;
+    parser.getRecordFileInfoList(LLONG_MIN, LLONG_MAX, all);
+    std::string firstName = all.empty() ? std::string() : all[0]->getRecordFileName();
+
     FUZZ_CHECK(parser.open(info, kDate, kDevice, 0, 1) == 1);
     FUZZ_CHECK(parser.repairIndex(info, kDate, kDevice, 0) == 1);
     int imageLength = 0;
     parser.getIndexInfo(imageLength);
     FUZZ_CHECK(imageLength == length || imageLength == split);
     walkImage(parser.getParser(), imageLength);
+    changeFile(parser, info, firstName);
     parser.close();
+    std::string repaired = readWholeFile(main);
+    FUZZ_CHECK(static_cast<int>(repaired.size()) == split);
 
+    if (!writeWhole(main, text, split)) return;
     FUZZ_CHECK(parser.open(info, kDate, kDevice, 0, 1) == 1);
-    parser.lockFile(0, 1LL << 40);
-    parser.unLockFile(0, 1LL << 39);
-    RecordIndexParserImplEx::FileList all;
-    parser.getRecordFileInfoList(-(1LL << 62), 1LL << 62, all);
-    if (!all.empty()) FUZZ_CHECK(parser.deleteFile(*all[0]) == 1);
-    SafePointer<RecordOutDateFileHandler> outDate(new RecordOutDateFileHandler(info));
-    outDate->setFileDeleteTime(1000);
-    outDate->setDeleteFileFlag(false);
-    FUZZ_CHECK(parser.deleteOutDateFile(outDate) == 1);
-    FUZZ_CHECK(parser.getFileNumber() >= 0);
+    changeFile(parser, info, firstName);
     parser.close();
-    FUZZ_CHECK(RecordIndexFileParserEx::getIndexFileLen(info, kDate, kDevice, 0) == split);
+    FUZZ_CHECK(readWholeFile(main) == repaired);
+    FUZZ_CHECK(readWholeFile(rebuilt) == std::string(text + split, length - split));
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 // Writes a small seed corpus for record_index_fuzz from encoder output:
 // index images of each version (heads, head CRC, items, CRC items, filler),
-// a head that needs escaping, and an image cut inside an item.
+// heads that need escaping (width 768, begin time 2^32), a negative begin
+// time, zeroed bytes inside an item group, and an image cut inside an item.
 //   record_index_seeds <folder>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -15,11 +17,11 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using Codec = RecordIndexCodec;
 
-Bytes head(int version, int width, std::string const& name) {
+Bytes head(int version, int width, std::string const& name, long long beginTime = 1706702400LL) {
     Codec::HeadInfo info;
     info.strFileName = name;
     info.nTimeZone = 8;
-    info.nBeginTime = 1706702400LL;
+    info.nBeginTime = beginTime;
     info.nWidth = width;
     info.nHeight = 1080;
     info.nEncodeType = 1;
@@ -55,8 +57,8 @@ Bytes items(int version, int count, int firstInterval) {
 
 void append(Bytes& to, Bytes const& from) { to.insert(to.end(), from.begin(), from.end()); }
 
-Bytes entry(int version, int width, int count, bool closed) {
-    Bytes out = head(version, width, "00001-NVR_10.0.0.2_1_20240131120000.ts");
+Bytes entry(int version, int width, int count, bool closed, long long beginTime = 1706702400LL) {
+    Bytes out = head(version, width, "00001-NVR_10.0.0.2_1_20240131120000.ts", beginTime);
     if (version == Codec::kIndexVersion3) append(out, crcItem(out));
     Bytes area = items(version, count, 0);
     append(out, area);
@@ -97,6 +99,21 @@ int main(int argc, char** argv) {
     seeds.emplace_back("v3_cut", cut);
     Bytes area = crcItem(head(2, 1920, "a.ts"));
     append(area, items(2, 8, 3));
+    Bytes width768 = entry(2, 768, 6, true);
+    width768.insert(width768.end(), 16, 0xFF);
+    seeds.emplace_back("v3_width_768", width768);
+    Bytes late = entry(2, 1920, 6, true, 1LL << 32);
+    append(late, entry(2, 1280, 4, true, -1706702400LL));
+    late.insert(late.end(), 16, 0xFF);
+    seeds.emplace_back("v3_begin_2_32_and_negative", late);
+    // Four zeros on the item grid inside a group (they end the area there),
+    // and three off it (data, the walk goes on).
+    Bytes zeroed = entry(2, 1920, 12, true);
+    size_t itemsAt = head(2, 1920, "00001-NVR_10.0.0.2_1_20240131120000.ts").size() + Codec::kCrcItemSize;
+    std::fill(zeroed.begin() + itemsAt + 8, zeroed.begin() + itemsAt + 12, 0x00);
+    std::fill(zeroed.begin() + itemsAt + 21, zeroed.begin() + itemsAt + 24, 0x00);
+    zeroed.insert(zeroed.end(), 16, 0xFF);
+    seeds.emplace_back("v3_zeroed_in_group", zeroed);
     seeds.emplace_back("v3_area_only", Bytes(1, 0x02));
     seeds.back().second.insert(seeds.back().second.end(), area.begin(), area.end());
 

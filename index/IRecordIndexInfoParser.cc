@@ -112,9 +112,8 @@ int IRecordIndexInfoParser::getRecordTimeSegment(SingleDeviceRecordQuery* query)
     if (query == nullptr) return 0;
     WalkItem item;
     if (!nextItem(item)) return 1;
-    long long const base = m_nBeginTime;
     long long const precision = query->getQueryTimePrecision();
-    long long segmentBegin = base + item.nTime;
+    long long segmentBegin = absoluteTime(item.nTime);
     bool locked = item.bLocked;
     bool alarm = item.bAlarm;
     int cur = item.nTime;
@@ -125,9 +124,9 @@ int IRecordIndexInfoParser::getRecordTimeSegment(SingleDeviceRecordQuery* query)
         bool ends = item.nTimeInterval - prevLength > precision || item.bLocked != locked ||
                     item.bAlarm != alarm;
         if (ends) {
-            long long segmentEnd = prevLength + cur + base;
+            long long segmentEnd = absoluteTime(cur + prevLength);
             cur = item.nTime;
-            long long nextBegin = cur + base;
+            long long nextBegin = absoluteTime(cur);
             long long hole = nextBegin - segmentEnd;
             if (hole >= 1 && hole <= precision) segmentEnd = nextBegin;
             query->handle(segmentBegin, segmentEnd, 0, locked, alarm);
@@ -139,7 +138,7 @@ int IRecordIndexInfoParser::getRecordTimeSegment(SingleDeviceRecordQuery* query)
         }
         prevLength = item.nTimeLength;
     }
-    query->handle(segmentBegin, prevLength + cur + base, 0, locked, alarm);
+    query->handle(segmentBegin, absoluteTime(cur + prevLength), 0, locked, alarm);
     return 1;
 }
 
@@ -147,7 +146,6 @@ int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* quer
     if (query == nullptr) return 0;
     WalkItem item;
     if (!nextItem(item)) return 1;
-    long long const base = m_nBeginTime;
     long long const precision = query->getQueryTimePrecision();
     long long const queryBegin = query->getQueryBeginTime();
     long long const queryEnd = query->getQueryEndTime();
@@ -157,10 +155,11 @@ int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* quer
     if (limit < NS_IRecordIndexInfoParser::kMinSegmentRemainder) limit = interval;
 
     auto inWindow = [&](WalkItem const& walked) {
-        long long begin = base + walked.nTime;
-        return begin >= queryBegin && (queryEnd == 0 || begin + walked.nTimeLength <= queryEnd);
+        long long begin = absoluteTime(walked.nTime);
+        return begin >= queryBegin &&
+               (queryEnd == 0 || absoluteTime(walked.nTime + walked.nTimeLength) <= queryEnd);
     };
-    long long segmentBegin = base + item.nTime;
+    long long segmentBegin = absoluteTime(item.nTime);
     bool locked = item.bLocked;
     bool alarm = item.bAlarm;
     int cur = item.nTime;
@@ -169,14 +168,14 @@ int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* quer
     while (nextItem(item)) {
         bool ends = item.nTimeInterval - prevLength > precision || item.bLocked != locked ||
                     item.bAlarm != alarm ||
-                    (interval > 0 && base + item.nTime - segmentBegin >= limit);
+                    (interval > 0 && absoluteTime(item.nTime) - segmentBegin >= limit);
         if (ends) {
             if (dataLength != 0) {
-                query->handleRecordSegment(segmentBegin, prevLength + cur + base, dataLength,
-                                           locked, alarm);
+                query->handleRecordSegment(segmentBegin, absoluteTime(cur + prevLength),
+                                           dataLength, locked, alarm);
             }
             cur = item.nTime;
-            segmentBegin = cur + base;
+            segmentBegin = absoluteTime(cur);
             locked = item.bLocked;
             alarm = item.bAlarm;
             dataLength = 0;
@@ -190,8 +189,8 @@ int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* quer
         prevLength = item.nTimeLength;
     }
     if (dataLength != 0) {
-        query->handleRecordSegment(segmentBegin, prevLength + cur + base, dataLength, locked,
-                                   alarm);
+        query->handleRecordSegment(segmentBegin, absoluteTime(cur + prevLength), dataLength,
+                                   locked, alarm);
     }
     return 1;
 }
@@ -270,7 +269,7 @@ int IRecordIndexInfoParser::lockFile(long long nBegin, long long nEnd) {
     int count = 0;
     WalkItem item;
     while (nextItem(item)) {
-        long long begin = m_nBeginTime + item.nTime;
+        long long begin = absoluteTime(item.nTime);
         if (begin < nBegin || begin > nEnd) continue;
         RecordIndexCodec::setLockBit(reinterpret_cast<unsigned char*>(m_pszIndexInfo + item.nOffset), true);
         ++count;
@@ -282,8 +281,10 @@ int IRecordIndexInfoParser::unLockFile(long long nBegin, long long nEnd) {
     int count = 0;
     WalkItem item;
     while (nextItem(item)) {
-        long long begin = m_nBeginTime + item.nTime;
-        if (begin < nBegin || begin + item.nTimeLength > nEnd) continue;
+        if (absoluteTime(item.nTime) < nBegin ||
+            absoluteTime(item.nTime + item.nTimeLength) > nEnd) {
+            continue;
+        }
         RecordIndexCodec::setLockBit(reinterpret_cast<unsigned char*>(m_pszIndexInfo + item.nOffset), false);
         ++count;
     }

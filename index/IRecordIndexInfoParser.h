@@ -114,6 +114,11 @@ protected:
                                 int& nLength) = 0;
     // Where walks stop.
     virtual int getWalkLimit() const { return m_nIndexInfoLen; }
+    // The begin time plus an offset of the walk, held at the ends of the
+    // 64-bit range (any begin time is valid).
+    long long absoluteTime(long long nOffset) const {
+        return RecordIndexCodec::addSeconds(m_nBeginTime, nOffset);
+    }
     // getIndexEndPos of V1 and V2, which differ in their item sizes only.
     static int getIndexEndPosByStep(char const* buffer, int nLength, int nShortSize, int nLongSize,
                                     int& nResult);

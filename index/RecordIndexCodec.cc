@@ -1,6 +1,7 @@
 #include "index/RecordIndexCodec.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <vector>
 
@@ -96,19 +97,22 @@ int RecordIndexCodec::filter(char* buffer, int nLength) {
 bool RecordIndexCodec::decodeHead(char const* rawHead, int nLength, HeadInfo& info) {
     if (rawHead == nullptr || nLength < kMinParsableHead) return false;
     std::vector<char> copy(rawHead, rawHead + nLength);
-    int length = filter(copy.data(), nLength);
-    unsigned char const* p = reinterpret_cast<unsigned char const*>(copy.data());
+    return decodeFilteredHead(copy.data(), filter(copy.data(), nLength), info);
+}
 
+bool RecordIndexCodec::decodeFilteredHead(char const* head, int nLength, HeadInfo& info) {
+    if (head == nullptr || nLength < kMinParsableHead) return false;
+    unsigned char const* p = reinterpret_cast<unsigned char const*>(head);
     int comma = -1;
-    for (int i = kStartCodeSize; i < length; ++i) {
+    for (int i = kStartCodeSize; i < nLength; ++i) {
         if (p[i] == kNameTerminator) {
             comma = i;
             break;
         }
     }
-    if (comma < 0 || comma + kTailVersionOffset >= length - 1) return false;
+    if (comma < 0 || comma + kTailVersionOffset >= nLength - 1) return false;
 
-    info.strFileName.assign(copy.data() + kStartCodeSize, comma - kStartCodeSize);
+    info.strFileName.assign(head + kStartCodeSize, comma - kStartCodeSize);
     unsigned char const* tail = p + comma;
     info.nTimeZone = tail[kTailZoneOffset] >> 4;
     info.nDst = tail[kTailZoneOffset] & 0x0F;
@@ -118,6 +122,12 @@ bool RecordIndexCodec::decodeHead(char const* rawHead, int nLength, HeadInfo& in
     info.nEncodeType = tail[kTailEncodeTypeOffset];
     info.nIndexVersion = tail[kTailVersionOffset];
     return true;
+}
+
+long long RecordIndexCodec::addSeconds(long long time, long long seconds) {
+    if (seconds > 0 && time > LLONG_MAX - seconds) return LLONG_MAX;
+    if (seconds < 0 && time < LLONG_MIN - seconds) return LLONG_MIN;
+    return time + seconds;
 }
 
 int RecordIndexCodec::getRawIndexVersion(char const* rawHead, int nLength) {
@@ -224,6 +234,6 @@ bool RecordIndexCodec::encodeCrcItem(unsigned char* out, int nCoveredLength, std
     out[0] = kCrcItemMark;
     out[1] = kCrcItemSecond;
     writeLE(out + 2, static_cast<std::uint64_t>(static_cast<unsigned>(nCoveredLength)), 2);
-    writeLE(out + 4, stored, 4);
+    writeLE(out + kCrcFieldOffset, stored, 4);
     return stored != nCrc;
 }

@@ -59,6 +59,7 @@ public:
     static constexpr int kShortItemSizeV2 = 4;               // V2 and V3
     static constexpr int kLongItemSizeV2 = 8;                // V2 and V3
     static constexpr int kCrcItemSize = 8;
+    static constexpr int kCrcFieldOffset = 4;               // of the CRC in a CRC item
     static constexpr int kMaxShortInterval = 14;             // 15 would collide with 0xFx
     static constexpr int kMaxItemTimeLength = 3;
     static constexpr int kTsPacketSize = 188;
@@ -114,8 +115,14 @@ public:
     static int filter(char* buffer, int nLength);
     // Decodes a raw head (start code to end code). False when it is shorter
     // than 6 bytes, holds no comma behind the start code, or the tail does
-    // not fit; info is then left alone.
+    // not fit; info is then left alone. Every begin time is taken: the field
+    // is signed 64 bits, and no value of it is damage by itself.
     static bool decodeHead(char const* rawHead, int nLength, HeadInfo& info);
+    // The same for a head that filter has already unescaped.
+    static bool decodeFilteredHead(char const* head, int nLength, HeadInfo& info);
+    // time + seconds, held at the ends of the signed 64-bit range: a begin
+    // time near either end must not make the sums of a walk wrap.
+    static long long addSeconds(long long time, long long seconds);
     // The version byte read without unescaping; -1 for a head too short.
     static int getRawIndexVersion(char const* rawHead, int nLength);
     // The first head at or after nFrom in data: begin is the offset of its

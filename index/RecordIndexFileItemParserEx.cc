@@ -12,11 +12,6 @@
 #include "index/RecordIndexFileParserEx.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
 
-namespace NS_RecordIndexFileItemParserEx {
-// Record times are seconds in 32 bits wherever they are handed on.
-constexpr long long kMaxBeginTime = 0xFFFFFFFFLL;
-}  // namespace NS_RecordIndexFileItemParserEx
-
 RecordIndexFileItemParserEx::~RecordIndexFileItemParserEx() { delete[] m_pszIndexFileHeader; }
 
 void RecordIndexFileItemParserEx::resetFields() {
@@ -74,31 +69,16 @@ int RecordIndexFileItemParserEx::setIndexHeadInfo(char* p, int nHeadLength) {
 }
 
 int RecordIndexFileItemParserEx::parseFileInfo() {
-    int const length = m_nHeaderLen;
-    if (m_pszIndexFileHeader == nullptr || length < RecordIndexCodec::kMinParsableHead) return 0;
-    unsigned char const* p = reinterpret_cast<unsigned char const*>(m_pszIndexFileHeader);
-    int comma = -1;
-    for (int i = RecordIndexCodec::kStartCodeSize; i < length; ++i) {
-        if (p[i] == RecordIndexCodec::kNameTerminator) {
-            comma = i;
-            break;
-        }
-    }
-    if (comma < 0 || comma + RecordIndexCodec::kTailVersionOffset >= length - 1) return 0;
-    unsigned char const* tail = p + comma;
-    long long beginTime = static_cast<long long>(
-        RecordIndexCodec::readLE(tail + RecordIndexCodec::kTailBeginTimeOffset, 8));
-    // A time no segment can carry is damage, not a recording: taking it
-    // would only push every sum over the begin time out of range.
-    if (beginTime < 0 || beginTime > NS_RecordIndexFileItemParserEx::kMaxBeginTime) return 0;
-    m_strFileName.assign(m_pszIndexFileHeader + RecordIndexCodec::kStartCodeSize,
-                         comma - RecordIndexCodec::kStartCodeSize);
-    m_nTimeZone = tail[RecordIndexCodec::kTailZoneOffset] >> 4;
-    m_nDst = tail[RecordIndexCodec::kTailZoneOffset] & 0x0F;
-    m_nBeginTime = beginTime;
-    m_nWidth = static_cast<int>(RecordIndexCodec::readLE(tail + RecordIndexCodec::kTailWidthOffset, 2));
-    m_nHeight = static_cast<int>(RecordIndexCodec::readLE(tail + RecordIndexCodec::kTailHeightOffset, 2));
-    m_nEncodeType = tail[RecordIndexCodec::kTailEncodeTypeOffset];
+    // The head keeps its own index version: the one read from the raw bytes
+    // is the one the position scan went by.
+    if (!RecordIndexCodec::decodeFilteredHead(m_pszIndexFileHeader, m_nHeaderLen, m_head)) return 0;
+    m_strFileName = m_head.strFileName;
+    m_nTimeZone = m_head.nTimeZone;
+    m_nDst = m_head.nDst;
+    m_nBeginTime = m_head.nBeginTime;
+    m_nWidth = m_head.nWidth;
+    m_nHeight = m_head.nHeight;
+    m_nEncodeType = m_head.nEncodeType;
     return 1;
 }
 

@@ -36,9 +36,9 @@ public:
     int setIndexFileInfo(char* p, int nHeadLength, int nTotalLength);
     // The same for a head without item area.
     int setIndexHeadInfo(char* p, int nHeadLength);
-    // Reads name and tail from the unescaped head: 1, or 0 for a head too
-    // short for them or with a begin time outside 0 to 0xFFFFFFFF (the other
-    // fields are then left as they were).
+    // Reads name and tail from the unescaped head (RecordIndexCodec, so any
+    // signed 64-bit begin time is taken): 1, or 0 for a head too short for
+    // them (the fields are then left as they were).
     int parseFileInfo();
 
     std::string const& getFileName() const { return m_strFileName; }
@@ -100,6 +100,7 @@ private:
     int m_nEncodeType = 0;
     int m_nIndexVersion = 0;
     int m_nHeadCrcLen = 0;
+    RecordIndexCodec::HeadInfo m_head;  // scratch of parseFileInfo; keeps its string's room
 
     RecordIndexInfoParserV1 m_parserV1;
     RecordIndexInfoParserV2 m_parserV2;

@@ -1,7 +1,10 @@
 #include "index/RecordIndexFileParserEx.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include "foundation/BasicTool.h"
 #include "foundation/OVMutexManager.h"
@@ -149,9 +152,14 @@ int RecordIndexFileParserEx::open(RecordDirInfoEx const& dirInfo, std::string co
 
 void RecordIndexFileParserEx::close() {
     m_parser.setIndexInfo(nullptr, 0, m_parser.getRecordStorageType());
+    m_fileParser.setIndexInfo(nullptr, 0, m_parser.getRecordStorageType());
     delete[] m_pszIndexCache;
     m_pszIndexCache = nullptr;
     m_nIndexCacheLen = 0;
+    delete[] m_pszFileImage;
+    m_pszFileImage = nullptr;
+    m_nFileImageLen = 0;
+    m_bRepaired = false;
     if (m_pIndexFile.get() != nullptr) m_pIndexFile->close();
     m_pIndexFile.reset();
 }
@@ -190,14 +198,16 @@ int RecordIndexFileParserEx::repairIndex(RecordDirInfoEx const& dirInfo, std::st
             file->close();
             return 0;
         }
-        int const mainLength = m_nIndexCacheLen;
+        // A second repair folds into the file's bytes, not into the view.
+        char const* main = m_bRepaired ? m_pszFileImage : m_pszIndexCache;
+        int const mainLength = m_bRepaired ? m_nFileImageLen : m_nIndexCacheLen;
         int const rebuiltLength = static_cast<int>(length);
         if (mainLength + rebuiltLength == 0) {
             file->close();
             return 1;
         }
         char* merged = new char[mainLength + rebuiltLength];
-        if (mainLength > 0) std::memcpy(merged, m_pszIndexCache, mainLength);
+        if (mainLength > 0) std::memcpy(merged, main, mainLength);
         int read = readWhole(file, name, merged + mainLength, rebuiltLength);
         file->close();
         if (read < 0) {
@@ -214,14 +224,24 @@ int RecordIndexFileParserEx::repairIndex(RecordDirInfoEx const& dirInfo, std::st
             delete[] merged;
             return 1;
         }
-        // Hide the main entries that were rebuilt; the file keeps them.
+        // Hide the main entries that were rebuilt, in the view only.
+        RecordIndexParserImplEx front;
+        front.setIndexInfo(dirInfo, date, deviceDir, merged, mainLength, nStorageType);
         for (auto const& repaired : files) {
             int begin = 0;
             int end = 0;
-            m_parser.deleteFile(*repaired, begin, end);
+            front.deleteFile(*repaired, begin, end);
         }
-        if (mainLength > 0) std::memcpy(merged, m_pszIndexCache, mainLength);
-        delete[] m_pszIndexCache;
+        if (!m_bRepaired) {
+            // The image read at open is the file's from now on.
+            m_bRepaired = true;
+            m_pszFileImage = m_pszIndexCache;
+            m_nFileImageLen = m_nIndexCacheLen;
+            m_fileParser.setIndexInfo(dirInfo, date, deviceDir, m_pszFileImage, m_nFileImageLen,
+                                      nStorageType);
+        } else {
+            delete[] m_pszIndexCache;
+        }
         m_pszIndexCache = merged;
         m_nIndexCacheLen = mainLength + read;
         m_parser.setIndexInfo(dirInfo, date, deviceDir, m_pszIndexCache, m_nIndexCacheLen,
@@ -238,15 +258,21 @@ char* RecordIndexFileParserEx::getIndexInfo(int& nLength) const {
     return m_pszIndexCache;
 }
 
+RecordIndexParserImplEx& RecordIndexFileParserEx::fileParser() {
+    return m_bRepaired ? m_fileParser : m_parser;
+}
+
 bool RecordIndexFileParserEx::writeBack(int nBegin, int nEnd) {
-    if (m_pIndexFile.get() == nullptr || nBegin < 0 || nEnd < nBegin || nEnd >= m_nIndexCacheLen) {
+    char const* image = m_bRepaired ? m_pszFileImage : m_pszIndexCache;
+    int const length = m_bRepaired ? m_nFileImageLen : m_nIndexCacheLen;
+    if (m_pIndexFile.get() == nullptr || nBegin < 0 || nEnd < nBegin || nEnd >= length) {
         return false;
     }
     try {
         if (!m_pIndexFile->seek(nBegin, SEEK_SET)) return false;
         int offset = nBegin;
         while (offset <= nEnd) {
-            int written = m_pIndexFile->write(m_pszIndexCache + offset, nEnd - offset + 1);
+            int written = m_pIndexFile->write(image + offset, nEnd - offset + 1);
             if (written <= 0) return false;
             offset += written;
         }
@@ -322,38 +348,68 @@ int RecordIndexFileParserEx::getLockFileList(std::vector<std::string>& list) {
     return m_parser.getLockFileList(list);
 }
 
+std::vector<std::string> RecordIndexFileParserEx::entryNames(RecordIndexParserImplEx& parser) {
+    RecordIndexParserImplEx::FileList files;
+    parser.getRecordFileInfoList(LLONG_MIN, LLONG_MAX, files);
+    std::vector<std::string> names;
+    for (auto const& file : files) names.push_back(file->getRecordFileName());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void RecordIndexFileParserEx::hideRemovedInView(std::vector<std::string> const& before) {
+    std::vector<std::string> after = entryNames(m_fileParser);
+    std::vector<std::string> removed;
+    std::set_difference(before.begin(), before.end(), after.begin(), after.end(),
+                        std::back_inserter(removed));
+    for (auto const& name : removed) {
+        int begin = 0;
+        int end = 0;
+        m_parser.deleteFile(name.c_str(), begin, end);
+    }
+}
+
 int RecordIndexFileParserEx::lockFile(long long nBegin, long long nEnd) {
     int first = -1;
     int last = -1;
-    if (m_parser.lockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
+    if (m_bRepaired) m_parser.lockFile(nBegin, nEnd, first, last);
+    if (fileParser().lockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
     return writeBack(first, last) ? 1 : 0;
 }
 
 int RecordIndexFileParserEx::unLockFile(long long nBegin, long long nEnd) {
     int first = -1;
     int last = -1;
-    if (m_parser.unLockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
+    if (m_bRepaired) m_parser.unLockFile(nBegin, nEnd, first, last);
+    if (fileParser().unLockFile(nBegin, nEnd, first, last) == 0 || first < 0) return 1;
     return writeBack(first, last) ? 1 : 0;
 }
 
 int RecordIndexFileParserEx::deleteFile(RecordFileInfo const& file) {
     int begin = -1;
     int end = -1;
-    if (m_parser.deleteFile(file, begin, end) == 0) return 0;
+    if (m_bRepaired) m_parser.deleteFile(file, begin, end);
+    if (fileParser().deleteFile(file, begin, end) == 0) return 0;
     return writeBack(begin, end) ? 1 : 0;
 }
 
 int RecordIndexFileParserEx::deleteOutDateFile(SafePointer<RecordOutDateFileHandler>& handler) {
     int first = -1;
     int last = -1;
-    if (m_parser.deleteOutDateFile(handler, first, last) == 0) return 1;
+    std::vector<std::string> before;
+    if (m_bRepaired) before = entryNames(m_fileParser);
+    if (fileParser().deleteOutDateFile(handler, first, last) == 0) return 1;
+    if (m_bRepaired) hideRemovedInView(before);
     return writeBack(first, last) ? 1 : 0;
 }
 
 int RecordIndexFileParserEx::deleteDeviceFile(SafePointer<RecordOutDateFileHandler>& handler) {
     int first = -1;
     int last = -1;
-    if (m_parser.deleteDeviceFile(handler, first, last) == 0) return 1;
+    std::vector<std::string> before;
+    if (m_bRepaired) before = entryNames(m_fileParser);
+    if (fileParser().deleteDeviceFile(handler, first, last) == 0) return 1;
+    if (m_bRepaired) hideRemovedInView(before);
     return writeBack(first, last) ? 1 : 0;
 }
 
@@ -361,6 +417,9 @@ int RecordIndexFileParserEx::deleteEarliestRecordFile(
     SafePointer<EarliestFileDeleteHandler>& handler) {
     int first = -1;
     int last = -1;
-    if (m_parser.deleteEarliestRecordFile(handler, first, last) == 0) return 1;
+    std::vector<std::string> before;
+    if (m_bRepaired) before = entryNames(m_fileParser);
+    if (fileParser().deleteEarliestRecordFile(handler, first, last) == 0) return 1;
+    if (m_bRepaired) hideRemovedInView(before);
     return writeBack(first, last) ? 1 : 0;
 }

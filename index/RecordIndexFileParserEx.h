@@ -24,6 +24,11 @@ class SingleDeviceRecordQuery;
 // image and written back as the one run of bytes they touched, then synced;
 // that needs an open for changing (mode 1).
 //
+// repairIndex makes the image a view that differs from the file. From then
+// on the file's own bytes are kept apart: a change is made there and written
+// back from there, and the view follows in memory. What repair hid or added
+// never reaches the file.
+//
 // Owns the image and the file. A local object of one caller; two writers of
 // one file are kept apart by the directory's locks, not here.
 class RecordIndexFileParserEx {
@@ -48,10 +53,11 @@ public:
     // Length of the index file without reading it; -1 if it cannot be had.
     static long long getIndexFileLen(RecordDirInfoEx const& dirInfo, std::string const& date,
                                      std::string const& deviceDir, int nStorageType);
-    // Folds the undamaged entries of the ".reindex" sibling into the image:
-    // main entries of the same names are painted (in memory only) and the
-    // rebuilt ones follow the main image. No file changes. 1, or 0 when the
-    // sibling cannot be read.
+    // Folds the undamaged entries of the ".reindex" sibling into the view:
+    // main entries of the same names are painted (in the view only) and the
+    // rebuilt ones follow the main image. No file changes, now or at a later
+    // write-back. Repeated, it folds into the file's image again. 1, or 0
+    // when the sibling cannot be read.
     int repairIndex(RecordDirInfoEx const& dirInfo, std::string const& date,
                     std::string const& deviceDir, int nStorageType);
 
@@ -81,6 +87,8 @@ public:
     int getLockFileList(std::vector<std::string>& list);
 
     // ---- changes, written back; 1, or 0 when the write-back failed ----
+    // After a repair the change is made to the file's entries and to the
+    // view alike; a handler is called for the file's entries only.
     int lockFile(long long nBegin, long long nEnd);
     int unLockFile(long long nBegin, long long nEnd);
     // 0 also when the file has no entry of that name.
@@ -96,8 +104,15 @@ public:
     static void writeParserLog(char const* text, char const* file, int line);
 
 private:
-    // Writes image bytes [nBegin, nEnd] to the same offsets and syncs.
+    // The parser over the file's own bytes: the view's until a repair.
+    RecordIndexParserImplEx& fileParser();
+    // Writes bytes [nBegin, nEnd] of the file's image to the same offsets
+    // and syncs.
     bool writeBack(int nBegin, int nEnd);
+    // Paints in the view the entries that a handler's walk took out of the
+    // file, given the file's names before it.
+    void hideRemovedInView(std::vector<std::string> const& before);
+    static std::vector<std::string> entryNames(RecordIndexParserImplEx& parser);
     static SafePointer<IFile> openFile(RecordDirInfoEx const& dirInfo, std::string const& name,
                                        int nFileMode);
     // Reads a whole file of nLength bytes into buffer by one read; the bytes
@@ -106,9 +121,15 @@ private:
                          int nLength);
 
     SafePointer<IFile> m_pIndexFile;
-    char* m_pszIndexCache = nullptr;  // owned, exactly m_nIndexCacheLen bytes
+    char* m_pszIndexCache = nullptr;  // owned, exactly m_nIndexCacheLen bytes: the view
     int m_nIndexCacheLen = 0;
-    RecordIndexParserImplEx m_parser;
+    RecordIndexParserImplEx m_parser;  // over the view
+    // Set once a repair made the view differ from the file; the file's bytes
+    // are then kept here (null for an empty file).
+    bool m_bRepaired = false;
+    char* m_pszFileImage = nullptr;  // owned
+    int m_nFileImageLen = 0;
+    RecordIndexParserImplEx m_fileParser;  // over m_pszFileImage
     std::string m_strFileName;
 };
 

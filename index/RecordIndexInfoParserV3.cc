@@ -95,51 +95,119 @@ int RecordIndexInfoParserV3::getIndexEndPos(char* buffer, int nLength, int& nRes
     return nLength - 1;
 }
 
-int RecordIndexInfoParserV3::isIndexInfoNeedRepaire(int nLength) {
-    int const limit = m_nUsableLen;
+int RecordIndexInfoParserV3::skipLeadingCrcItems() const {
     int offset = 0;
-    // The head's CRC item covers the head, which is not in the area.
-    while (limit - offset >= RecordIndexCodec::kCrcItemSize &&
+    while (m_nUsableLen - offset >= RecordIndexCodec::kCrcItemSize &&
            static_cast<unsigned char>(m_pszIndexInfo[offset]) == RecordIndexCodec::kCrcItemMark) {
         offset += RecordIndexCodec::kCrcItemSize;
     }
-    int covered = offset;
-    int groupStart = offset;
-    int groupLength = 0;
+    return offset;
+}
+
+bool RecordIndexInfoParserV3::nextGroup(int& nOffset, int& nBegin, int& nLength, int& nCrcOffset) {
+    int const limit = m_nUsableLen;
+    int offset = nOffset;
     while (offset < limit) {
         char* p = m_pszIndexInfo + offset;
         int itemLength = 0;
         if (static_cast<unsigned char>(p[0]) == RecordIndexCodec::kCrcItemMark) {
-            if (m_crcParser.parse(p, limit - offset, itemLength) == 0) break;
-            char text[128];
-            if (groupLength != m_crcParser.getCrcIndexInfoLength()) {
-                std::snprintf(text, sizeof(text),
-                              "RecordIndexInfoParserV3::isIndexInfoNeedRepaire, "
-                              "CurIndexInfoLen(%d) != CrcIndexLen(%d)",
-                              groupLength, m_crcParser.getCrcIndexInfoLength());
-                writeLog(text, __FILE__, __LINE__);
-                return 1;
-            }
-            std::uint32_t calculated =
-                RecordCrc32::getInstance()->getCrc32(m_pszIndexInfo + groupStart, groupLength);
-            if (calculated != m_crcParser.getCrcCode()) {
-                std::snprintf(text, sizeof(text),
-                              "RecordIndexInfoParserV3::isIndexInfoNeedRepaire, "
-                              "CrcCode(%u) != CalcCrcCode(%u)",
-                              static_cast<unsigned>(m_crcParser.getCrcCode()),
-                              static_cast<unsigned>(calculated));
-                writeLog(text, __FILE__, __LINE__);
-                return 1;
-            }
-            covered += groupLength + itemLength;
-            offset += itemLength;
-            groupStart = offset;
-            groupLength = 0;
-            continue;
+            if (m_crcParser.parse(p, limit - offset, itemLength) == 0) return false;
+            nBegin = nOffset;
+            nLength = offset - nOffset;
+            nCrcOffset = offset;
+            nOffset = offset + itemLength;
+            return true;
         }
-        if (m_itemParser.parse(p, limit - offset, itemLength) == 0) break;
-        groupLength += itemLength;
+        if (m_itemParser.parse(p, limit - offset, itemLength) == 0) return false;
         offset += itemLength;
     }
+    return false;
+}
+
+bool RecordIndexInfoParserV3::isGroupIntact(int nBegin, int nLength, int nCrcOffset, bool bLog) {
+    int itemLength = 0;
+    m_crcParser.parse(m_pszIndexInfo + nCrcOffset, m_nUsableLen - nCrcOffset, itemLength);
+    char text[128];
+    if (nLength != m_crcParser.getCrcIndexInfoLength()) {
+        if (!bLog) return false;
+        std::snprintf(text, sizeof(text),
+                      "RecordIndexInfoParserV3::isIndexInfoNeedRepaire, "
+                      "CurIndexInfoLen(%d) != CrcIndexLen(%d)",
+                      nLength, m_crcParser.getCrcIndexInfoLength());
+        writeLog(text, __FILE__, __LINE__);
+        return false;
+    }
+    std::uint32_t calculated = RecordCrc32::getInstance()->getCrc32(m_pszIndexInfo + nBegin, nLength);
+    if (calculated != m_crcParser.getCrcCode()) {
+        if (!bLog) return false;
+        std::snprintf(text, sizeof(text),
+                      "RecordIndexInfoParserV3::isIndexInfoNeedRepaire, "
+                      "CrcCode(%u) != CalcCrcCode(%u)",
+                      static_cast<unsigned>(m_crcParser.getCrcCode()),
+                      static_cast<unsigned>(calculated));
+        writeLog(text, __FILE__, __LINE__);
+        return false;
+    }
+    return true;
+}
+
+int RecordIndexInfoParserV3::isIndexInfoNeedRepaire(int nLength) {
+    // The head's CRC item covers the head, which is not in the area.
+    int offset = skipLeadingCrcItems();
+    int covered = offset;
+    int begin = 0;
+    int length = 0;
+    int crcOffset = 0;
+    while (nextGroup(offset, begin, length, crcOffset)) {
+        if (!isGroupIntact(begin, length, crcOffset, true)) return 1;
+        covered += length + RecordIndexCodec::kCrcItemSize;
+    }
     return covered != nLength ? 1 : 0;
+}
+
+void RecordIndexInfoParserV3::noteIntactGroups() {
+    m_intactGroups.clear();
+    int offset = skipLeadingCrcItems();
+    int begin = 0;
+    int length = 0;
+    int crcOffset = 0;
+    while (nextGroup(offset, begin, length, crcOffset)) {
+        if (isGroupIntact(begin, length, crcOffset, false)) m_intactGroups.push_back(crcOffset);
+    }
+}
+
+void RecordIndexInfoParserV3::renewIntactGroups() {
+    int offset = skipLeadingCrcItems();
+    int begin = 0;
+    int length = 0;
+    int crcOffset = 0;
+    size_t next = 0;
+    while (next < m_intactGroups.size() && nextGroup(offset, begin, length, crcOffset)) {
+        // Offsets only grow; a CRC item the walk no longer meets (a lock bit
+        // can turn a stray F8 or F9 into F0 or F1) is not renewed.
+        while (next < m_intactGroups.size() && m_intactGroups[next] < crcOffset) ++next;
+        if (next == m_intactGroups.size()) break;
+        if (m_intactGroups[next] != crcOffset) continue;
+        ++next;
+        // Only the CRC field changes. A CRC whose top byte is FF is stored as
+        // EE, as by the writer, and then checks as damaged like any group the
+        // writer stored so.
+        std::uint32_t crc = RecordCrc32::getInstance()->getCrc32(m_pszIndexInfo + begin, length);
+        unsigned char* field = reinterpret_cast<unsigned char*>(m_pszIndexInfo + crcOffset);
+        RecordIndexCodec::writeLE(field + RecordIndexCodec::kCrcFieldOffset, RecordIndexCodec::toStoredCrc(crc), 4);
+    }
+}
+
+int RecordIndexInfoParserV3::lockFile(long long nBegin, long long nEnd) {
+    noteIntactGroups();
+    int changed = IRecordIndexInfoParser::lockFile(nBegin, nEnd);
+    if (changed > 0) renewIntactGroups();
+    return changed;
+}
+
+int RecordIndexInfoParserV3::unLockFile(long long nBegin, long long nEnd) {
+    noteIntactGroups();
+    int changed = IRecordIndexInfoParser::unLockFile(nBegin, nEnd);
+    if (changed > 0) renewIntactGroups();
+    return changed;
 }

@@ -64,7 +64,8 @@ void RecordIndexParserImplEx::fillRecordFileInfo(RecordFileInfo& file) {
     file.setRecordFileName(m_itemParser.getFileName());
     file.setRecordDate(m_strDate);
     file.setRecordBeginTime(m_itemParser.getBeginTime());
-    file.setRecordEndTime(m_itemParser.getBeginTime() + m_itemParser.getRecordFileTimeInterval());
+    file.setRecordEndTime(RecordIndexCodec::addSeconds(m_itemParser.getBeginTime(),
+                                                     m_itemParser.getRecordFileTimeInterval()));
     file.setRecordDirInfoEx(m_dirInfo);
     file.setRecordStorageType(m_nStorageType);
 }
@@ -115,7 +116,8 @@ int RecordIndexParserImplEx::getRecordFileInfoList(long long nBegin, long long n
     m_posParser.initFileIndexPosInfo();
     while (nextEntry()) {
         long long begin = m_itemParser.getBeginTime();
-        if (begin < nBegin || begin + m_itemParser.getRecordFileTimeInterval() > nEnd) continue;
+        long long end = RecordIndexCodec::addSeconds(begin, m_itemParser.getRecordFileTimeInterval());
+        if (begin < nBegin || end > nEnd) continue;
         list.push_back(createRecordFileInfo());
     }
     return 1;
@@ -257,7 +259,8 @@ int RecordIndexParserImplEx::getRecordFileInfo(RecordInfo const& info,
                                                std::map<int, int>& spans, bool bForward) {
     long long const time = static_cast<long long>(info.getRecordBeginTime());
     int candidate = -1;
-    long long bestDistance = 0;
+    // Unsigned, as a span far from the time is more than 2^63 s away.
+    unsigned long long bestDistance = 0;
     int answer = -1;
     std::map<int, int> entrySpans;
     m_posParser.initFileIndexPosInfo();
@@ -270,21 +273,27 @@ int RecordIndexParserImplEx::getRecordFileInfo(RecordInfo const& info,
         long long base = m_itemParser.getBeginTime();
         if (bForward) {
             for (auto const& span : entrySpans) {
-                long long spanBegin = base + span.first;
-                if (spanBegin <= time && time < base + span.second) {
+                long long spanBegin = RecordIndexCodec::addSeconds(base, span.first);
+                if (spanBegin <= time && time < RecordIndexCodec::addSeconds(base, span.second)) {
                     answer = m_posParser.getCurIndex();
                     break;
                 }
-                if (spanBegin > time && (candidate < 0 || spanBegin - time < bestDistance)) {
+                if (spanBegin <= time) continue;
+                unsigned long long distance = static_cast<unsigned long long>(spanBegin) -
+                                              static_cast<unsigned long long>(time);
+                if (candidate < 0 || distance < bestDistance) {
                     candidate = m_posParser.getCurIndex();
-                    bestDistance = spanBegin - time;
+                    bestDistance = distance;
                 }
             }
             continue;
         }
-        if (!entrySpans.empty() && base + entrySpans.begin()->first >= time) break;
+        if (!entrySpans.empty() &&
+            RecordIndexCodec::addSeconds(base, entrySpans.begin()->first) >= time) {
+            break;
+        }
         candidate = m_posParser.getCurIndex();
-        if (base + interval >= time) answer = candidate;
+        if (RecordIndexCodec::addSeconds(base, interval) >= time) answer = candidate;
     }
     if (answer < 0) answer = candidate;
     if (answer < 0) return 0;

@@ -8,6 +8,8 @@ namespace NS_SingleDeviceRecordQuery {
 constexpr long long kShortPieceLength = 20;
 // Segments cut by length may grow this far past the interval when merged.
 constexpr long long kIntervalSlack = 10;
+// The largest time a RecordTimeSegment holds on a 32-bit recorder.
+constexpr long long kMaxSegmentTime = 0xFFFFFFFFLL;
 }  // namespace NS_SingleDeviceRecordQuery
 
 SingleDeviceRecordQuery::SingleDeviceRecordQuery(RecordQueryResult& result,
@@ -37,6 +39,12 @@ bool SingleDeviceRecordQuery::isFilteredOut(bool bLocked, bool bAlarm) const {
 }
 
 bool SingleDeviceRecordQuery::isMatchQueryTime(long long& nBegin, long long& nEnd) const {
+    // Index times are signed 64 bits; a segment carries 32 unsigned bits on
+    // the recorder, so what lies above is cut here rather than wrapped (the
+    // window's begin, never negative, cuts what lies below).
+    if (nEnd > NS_SingleDeviceRecordQuery::kMaxSegmentTime) {
+        nEnd = NS_SingleDeviceRecordQuery::kMaxSegmentTime;
+    }
     if (nEnd <= m_nQueryBeginTime) return false;
     if (m_nQueryEndTime != 0 && nBegin >= m_nQueryEndTime) return false;
     if (nBegin < m_nQueryBeginTime) nBegin = m_nQueryBeginTime;

@@ -53,7 +53,8 @@ public:
     std::vector<RecordTimeSegment> const& getRecordTimeSegmentList() const { return m_segmentList; }
 
 private:
-    // Clips to the window; false when nothing is left.
+    // Clips to the window and to 0..0xFFFFFFFF, the times a segment can
+    // carry; false when nothing is left.
     bool isMatchQueryTime(long long& nBegin, long long& nEnd) const;
     bool isFilteredOut(bool bLocked, bool bAlarm) const;
     void fillSegment(RecordTimeSegment& segment, long long nBegin, long long nEnd, int nDataLength,

@@ -1,55 +1,26 @@
 #include "tracking/RecordLockInfoManager.h"
 
-#include <cstdio>
-
-#include "foundation/EncoderType.h"
-#include "host/DiskManagerFactory.h"
-#include "host/HostPaths.h"
-#include "host/OVLogger.h"
-#include "host/Property.h"
-
-namespace NS_RecordLockInfoManager {
-constexpr char const* kThresholdKey = "FileLockThreshold";
-constexpr unsigned int kLogLimit = 5120;
-constexpr unsigned int kLogFiles = 2;
-}  // namespace NS_RecordLockInfoManager
-
-std::string FileLockConfigureParser::getConfigFileName() {
-    return HostPaths::getCodeConfigDir() + "/FileLockConfigure.xml";
-}
-
-int FileLockConfigureParser::parser() {
-    Property property(getConfigFileName());
-    if (!property.open()) return 0;
-    int percent = 0;
-    if (property.get(NS_RecordLockInfoManager::kThresholdKey, percent)) m_dThreshold = percent / 100.0;
-    property.close();
-    return 1;
-}
-
-bool FileLockConfigureParser::update(int percent) {
-    m_dThreshold = percent / 100.0;
-    IDiskManager* disk = DiskManagerFactory::getDiskManager(DiskKind::kLocal, 0);
-    if (disk == nullptr || !disk->createDir(HostPaths::getCodeConfigDir().c_str())) return false;
-    Property property(getConfigFileName());
-    property.open();
-    property.set(NS_RecordLockInfoManager::kThresholdKey, percent);
-    bool persisted = property.persist();
-    property.close();
-    if (!persisted) return false;
-    OVLogger logger;
-    std::string file = HostPaths::getLogDir() + "/fileLockConfigure.log";
-    logger.init(file.c_str(), NS_RecordLockInfoManager::kLogLimit, NS_RecordLockInfoManager::kLogFiles);
-    char text[64];
-    std::snprintf(text, sizeof(text), "update threshold : %d", percent);
-    logger.writeLog("FileLockConfigureParser", text);
-    return true;
-}
+#include "foundation/OVMutexManager.h"
 
 int RecordLockInfoManager::getRecordLockInfo(RecordDirInfoEx const&, std::string const&,
                                              std::string const&, int& lockFileNum,
                                              int& deletedStatus) {
     lockFileNum = 0;
-    deletedStatus = 2;
+    deletedStatus = RecordDeviceDateLockInfo::kDeletedStatusUnknown;
     return 1;
+}
+
+void RecordLockInfoManager::addRecordDirLockInfo(SafePointer<RecordDirLockInfo> const& info) {
+    OV_LOCK_GUARD(guard, m_mutex);
+    m_dirLockInfoList.push_back(info);
+}
+
+int RecordLockInfoManager::getRecordDirLockInfoSize() {
+    OV_LOCK_GUARD(guard, m_mutex);
+    return static_cast<int>(m_dirLockInfoList.size());
+}
+
+void RecordLockInfoManager::clean() {
+    OV_LOCK_GUARD(guard, m_mutex);
+    m_dirLockInfoList.clear();
 }

@@ -1,6 +1,7 @@
 #ifndef TESTS_INDEX_RECORDINDEXIMAGEBUILDER_H
 #define TESTS_INDEX_RECORDINDEXIMAGEBUILDER_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -9,55 +10,54 @@
 
 // Builds index file images the way the writer lays them out, with the codec:
 // per entry a head, the head CRC item (version 3), and items in groups each
-// closed by a CRC item. Remembers where everything went, so tests can cut,
+// closed by a CRC item. Remembers where each entry went, so tests can cut,
 // damage and check the bytes. Header-only; shared by the tests and the bench.
 class RecordIndexImageBuilder {
 public:
     using Codec = RecordIndexCodec;
+    using Bytes = std::vector<unsigned char>;
 
-    struct BuiltItem {
-        int nOffset = 0;       // of the item in the image
-        long long nBegin = 0;  // absolute seconds
-        int nTimeLength = 0;
-        int nDataLength = 0;
-        bool bIFrame = false;
-        bool bLong = false;
-    };
+    static Bytes encodeItems(int version, std::vector<Codec::ItemInfo> const& items) {
+        Bytes out;
+        for (auto const& item : items) {
+            unsigned char buffer[8];
+            out.insert(out.end(), buffer, buffer + Codec::encodeItem(version, item, buffer));
+        }
+        return out;
+    }
+    // A CRC item over `covered`, stating coveredLength (-1: the true length).
+    static Bytes crcItem(Bytes const& covered, int coveredLength = -1) {
+        unsigned char item[Codec::kCrcItemSize];
+        int length = static_cast<int>(covered.size());
+        Codec::encodeCrcItem(item, coveredLength < 0 ? length : coveredLength,
+                             RecordCrc32::getInstance()->getCrc32(covered.data(), length));
+        return Bytes(item, item + sizeof(item));
+    }
+
     struct BuiltEntry {
-        std::string strName;
-        long long nBeginTime = 0;
-        int nBegin = 0;       // start code
-        int nHeadLength = 0;  // raw
-        int nEnd = 0;         // one past the last byte
+        int nBegin = 0;              // start code
+        int nHeadLength = 0;         // raw
+        int nEnd = 0;                // one past the last byte
         std::vector<int> groupEnds;  // one past each CRC item of the item area
-        std::vector<BuiltItem> items;
-        int nDataLength = 0;
-        int nInterval = 0;  // t of the last item + its time length
     };
 
     // count items of `step` seconds each (time length min(step, 3)), all
     // starting with an I-frame, `packets` TS packets each.
     static std::vector<Codec::ItemInfo> steadyItems(int count, int step = 2, int packets = 400) {
-        std::vector<Codec::ItemInfo> items;
+        std::vector<Codec::ItemInfo> items(count);
         for (int i = 0; i < count; ++i) {
-            Codec::ItemInfo item;
-            item.nTimeInterval = i == 0 ? 0 : step;
-            item.nTimeLength = step < Codec::kMaxItemTimeLength ? step : Codec::kMaxItemTimeLength;
-            item.nIndexType = 1;
-            item.nDataLength = packets * Codec::kTsPacketSize;
-            items.push_back(item);
+            items[i].nTimeInterval = i == 0 ? 0 : step;
+            items[i].nTimeLength = step < Codec::kMaxItemTimeLength ? step : Codec::kMaxItemTimeLength;
+            items[i].nIndexType = 1;
+            items[i].nDataLength = packets * Codec::kTsPacketSize;
         }
         return items;
     }
 
     BuiltEntry const& addEntry(std::string const& name, long long beginTime,
-                               std::vector<Codec::ItemInfo> const& items,
-                               int version = Codec::kIndexVersion3, int groupSize = 16,
-                               bool closeLast = true, int width = 1920, int height = 1080,
-                               int encodeType = 1) {
+                               std::vector<Codec::ItemInfo> const& items, int version = Codec::kIndexVersion3,
+                               int groupSize = 16, bool closeLast = true, int width = 1920, int height = 1080) {
         BuiltEntry entry;
-        entry.strName = name;
-        entry.nBeginTime = beginTime;
         entry.nBegin = static_cast<int>(m_bytes.size());
         Codec::HeadInfo head;
         head.strFileName = name;
@@ -65,45 +65,26 @@ public:
         head.nBeginTime = beginTime;
         head.nWidth = width;
         head.nHeight = height;
-        head.nEncodeType = encodeType;
+        head.nEncodeType = 1;
         head.nIndexVersion = version;
         char buffer[Codec::kHeadBufferSize];
-        int headLength = Codec::encodeHead(head, buffer, sizeof(buffer));
-        if (headLength <= 0) return addFailed();
-        entry.nHeadLength = headLength;
-        m_bytes.append(buffer, headLength);
+        entry.nHeadLength = Codec::encodeHead(head, buffer, sizeof(buffer));
+        if (entry.nHeadLength > 0) m_bytes.append(buffer, entry.nHeadLength);
         bool v3 = version == Codec::kIndexVersion3;
-        if (v3) appendCrc(std::string(buffer, headLength));
-
+        if (v3 && entry.nHeadLength > 0) appendCrc(std::string(buffer, entry.nHeadLength));
         std::string group;
-        int t = 0;
-        int pos = 0;
         for (size_t i = 0; i < items.size(); ++i) {
-            Codec::ItemInfo const& item = items[i];
             unsigned char encoded[8];
-            int length = Codec::encodeItem(version, item, encoded);
-            BuiltItem built;
-            built.nOffset = static_cast<int>(m_bytes.size());
-            built.bLong = encoded[0] == Codec::kLongItemMark;
-            t = built.bLong ? item.nTimeInterval : t + item.nTimeInterval;
-            built.nBegin = beginTime + t;
-            built.nTimeLength = item.nTimeLength;
-            built.nDataLength = item.nDataLength;
-            built.bIFrame = item.nIndexType == 1;
-            entry.items.push_back(built);
-            entry.nInterval = t + item.nTimeLength;
-            pos += item.nDataLength;
+            int length = Codec::encodeItem(version, items[i], encoded);
             m_bytes.append(reinterpret_cast<char*>(encoded), length);
             group.append(reinterpret_cast<char*>(encoded), length);
-            bool groupFull = static_cast<int>((i + 1) % groupSize) == 0;
-            bool last = i + 1 == items.size();
-            if (v3 && (groupFull || (last && closeLast))) {
+            bool groupFull = (i + 1) % groupSize == 0;
+            if (v3 && (groupFull || (i + 1 == items.size() && closeLast))) {
                 appendCrc(group);
                 group.clear();
                 entry.groupEnds.push_back(static_cast<int>(m_bytes.size()));
             }
         }
-        entry.nDataLength = pos;
         entry.nEnd = static_cast<int>(m_bytes.size());
         m_entries.push_back(entry);
         return m_entries.back();
@@ -117,23 +98,16 @@ public:
         return out;
     }
     std::vector<BuiltEntry> const& entries() const { return m_entries; }
+    // A CRC whose top byte had to be changed checks as damage: tests that
+    // expect intact entries look at this.
     bool isCrcAltered() const { return m_bCrcAltered; }
 
 private:
-    BuiltEntry const& addFailed() {
-        m_entries.push_back(BuiltEntry());
-        return m_entries.back();
-    }
     void appendCrc(std::string const& covered) {
-        unsigned char item[Codec::kCrcItemSize];
-        int length = static_cast<int>(covered.size());
-        // A CRC whose top byte had to be changed checks as damage: tests
-        // that expect intact entries look at isCrcAltered.
-        if (Codec::encodeCrcItem(item, length,
-                                 RecordCrc32::getInstance()->getCrc32(covered.data(), length))) {
-            m_bCrcAltered = true;
-        }
-        m_bytes.append(reinterpret_cast<char*>(item), sizeof(item));
+        std::uint32_t crc = RecordCrc32::getInstance()->getCrc32(covered.data(), static_cast<int>(covered.size()));
+        m_bCrcAltered |= Codec::toStoredCrc(crc) != crc;
+        Bytes item = crcItem(Bytes(covered.begin(), covered.end()));
+        m_bytes.append(item.begin(), item.end());
     }
 
     std::string m_bytes;

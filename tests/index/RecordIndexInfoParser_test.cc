@@ -5,12 +5,15 @@
 #include <memory>
 #include <vector>
 
-#include "index/RecordCrc32.h"
-#include "index/RecordIndexCodec.h"
+#include "index/RecordIndexCrcItemParser.h"
 #include "index/RecordIndexInfoParserV1.h"
 #include "index/RecordIndexInfoParserV2.h"
 #include "index/RecordIndexInfoParserV3.h"
+#include "index/RecordIndexItemParserV1.h"
+#include "index/RecordIndexItemParserV2.h"
+#include "index/RecordIndexItemParserV3.h"
 #include "index/RecordIndexParserFactory.h"
+#include "tests/index/RecordIndexImageBuilder.h"
 #include "tests/support/HostRootGuard.h"
 
 namespace {
@@ -18,36 +21,20 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using Codec = RecordIndexCodec;
 using Item = Codec::ItemInfo;
+using Builder = RecordIndexImageBuilder;
 
-Item makeItem(int interval, int timeLength, int packets, bool iFrame, bool locked = false,
-              bool alarm = false) {
+Item makeItem(int interval, int timeLength, int packets, bool iFrame, bool locked = false) {
     Item item;
     item.nTimeInterval = interval;
     item.nTimeLength = timeLength;
     item.nDataLength = packets * Codec::kTsPacketSize;
     item.nIndexType = iFrame ? 1 : 0;
     item.bLocked = locked;
-    item.bAlarm = alarm;
     return item;
 }
 
-Bytes encode(int version, std::vector<Item> const& items) {
-    Bytes out;
-    for (auto const& item : items) {
-        unsigned char buffer[8];
-        int length = Codec::encodeItem(version, item, buffer);
-        out.insert(out.end(), buffer, buffer + length);
-    }
-    return out;
-}
-
-Bytes crcItem(Bytes const& covered, int coveredLength = -1) {
-    unsigned char buffer[Codec::kCrcItemSize];
-    int length = static_cast<int>(covered.size());
-    Codec::encodeCrcItem(buffer, coveredLength < 0 ? length : coveredLength,
-                         RecordCrc32::getInstance()->getCrc32(covered.data(), length));
-    return Bytes(buffer, buffer + sizeof(buffer));
-}
+Bytes encode(int version, std::vector<Item> const& items) { return Builder::encodeItems(version, items); }
+Bytes crcItem(Bytes const& covered, int length = -1) { return Builder::crcItem(covered, length); }
 
 void append(Bytes& to, Bytes const& from) { to.insert(to.end(), from.begin(), from.end()); }
 
@@ -81,11 +68,9 @@ std::vector<IRecordIndexInfoParser::WalkItem> walkAll(IRecordIndexInfoParser& pa
     return items;
 }
 
-// The items used by most walks below: t = 3, 5, 20, 21 and data at 0, 188,
-// 564, 1316.
+// t = 3, 5, 20 (long), 21; data at 0, 188, 564, 1316.
 std::vector<Item> fourItems() {
-    return {makeItem(3, 2, 1, false), makeItem(2, 3, 2, true), makeItem(20, 1, 4, true),
-            makeItem(1, 2, 8, false)};
+    return {makeItem(3, 2, 1, false), makeItem(2, 3, 2, true), makeItem(20, 1, 4, true), makeItem(1, 2, 8, false)};
 }
 
 // Parsers log what they find odd; the logs go to a folder of the test's own.
@@ -94,18 +79,47 @@ protected:
     HostRootGuard m_root;
 };
 
-TEST(RecordIndexParserFactoryTest, VersionSelectsParserAndUnknownMeansV3) {
-    EXPECT_NE(nullptr, dynamic_cast<RecordIndexInfoParserV1*>(RecordIndexParserFactory::createParser(0).get()));
-    EXPECT_NE(nullptr, dynamic_cast<RecordIndexInfoParserV2*>(RecordIndexParserFactory::createParser(1).get()));
-    EXPECT_NE(nullptr, dynamic_cast<RecordIndexInfoParserV3*>(RecordIndexParserFactory::createParser(2).get()));
-    EXPECT_NE(nullptr, dynamic_cast<RecordIndexInfoParserV3*>(RecordIndexParserFactory::createParser(7).get()));
-    EXPECT_NE(nullptr, dynamic_cast<RecordIndexInfoParserV3*>(RecordIndexParserFactory::createParser(-1).get()));
+TEST(RecordIndexItemParserTest, ItemParsersReadEachVersionAndEditOnlyTheLockBit) {
+    Bytes v1{0x9E, 0x02, 0x01, 0xF0, 0x20, 0x01, 0x00, 0xE1, 0xFF, 0xFF};
+    RecordIndexItemParserV1 p1;
+    int length = 0;
+    ASSERT_EQ(1, p1.parse(text(v1) + 3, length));
+    EXPECT_TRUE(length == 7 && p1.getTimeInterval() == 0x120 && p1.getDataLength() == 0xFFFF * 188);
+    ASSERT_EQ(1, p1.parse(text(v1), length));
+    EXPECT_TRUE(length == 3 && p1.isLocked() && p1.getIndexType() == 1 && p1.getTimeLength() == 2);
+    EXPECT_EQ(0, p1.parse(text(v1), 10, length));  // no bounded form in V1 and V2
+    Bytes v2{0x13, 0xE1, 0x05, 0x00, 0xF0, 0x10, 0x00, 0x00, 0xEC, 0xE0, 0x00, 0x01};
+    RecordIndexItemParserV2 p2;
+    ASSERT_EQ(1, p2.parse(text(v2), length));
+    EXPECT_TRUE(length == 4 && p2.isAlarm() && p2.getTimeLength() == 3 && p2.getDataLength() == 5 * 188);
+    ASSERT_EQ(1, p2.parse(text(v2) + 4, length));
+    EXPECT_TRUE(length == 8 && !p2.isAlarm() && p2.isLocked() && p2.getTimeInterval() == 16);
+    EXPECT_EQ(0, p2.parse(text(v2), 4, length));
+    RecordIndexItemParserV3 p3;
+    EXPECT_EQ(0, p3.parse(text(v2) + 4, 7, length));  // a long item needs 8 bytes
+    p3.unLock(text(v2) + 4);                           // byte 4 behind F0
+    p3.lock(text(v2));
+    EXPECT_EQ((Bytes{0x1B, 0xE1, 0x05, 0x00, 0xF0, 0x10, 0x00, 0x00, 0xE4, 0xE0, 0x00, 0x01}), v2);
+    RecordIndexCrcItemParser crc;
+    Bytes item{0xF1, 0xE0, 0x10, 0x00, 0xDE, 0x5B, 0x90, 0x40};
+    EXPECT_EQ(0, crc.parse(exactCopy(item, 7).get(), 7, length));
+    ASSERT_EQ(1, crc.parse(text(item), 8, length));
+    EXPECT_TRUE(length == 8 && crc.getCrcIndexInfoLength() == 16 && crc.getCrcCode() == 0x40905BDEu);
+    length = -1;
+    EXPECT_EQ(1, crc.parse(text(v1), 4, length));  // not a CRC item: nothing read
+    EXPECT_EQ(-1, length);
 }
 
+// The factory's parser of each version walks what the encoder wrote.
 TEST_F(RecordIndexInfoParserTest, WalkGivesTimeAndPositionOfEveryItem) {
+    for (int version : {7, -1}) {  // unknown versions are read as V3
+        EXPECT_NE(nullptr, dynamic_cast<RecordIndexInfoParserV3*>(RecordIndexParserFactory::createParser(version).get()));
+    }
     for (int version : {0, 1, 2}) {
         Bytes area = version == 2 ? v3Area({fourItems()}) : encode(version, fourItems());
         auto parser = RecordIndexParserFactory::createParser(version);
+        EXPECT_EQ(version == 0, dynamic_cast<RecordIndexInfoParserV1*>(parser.get()) != nullptr);
+        EXPECT_EQ(version == 1, dynamic_cast<RecordIndexInfoParserV2*>(parser.get()) != nullptr);
         parser->setIndexInfo(text(area), size(area), 5000);
         auto items = walkAll(*parser);
         ASSERT_EQ(4u, items.size()) << version;
@@ -119,25 +133,16 @@ TEST_F(RecordIndexInfoParserTest, WalkGivesTimeAndPositionOfEveryItem) {
         EXPECT_EQ(15 * 188, parser->getValidDataLength());
         EXPECT_EQ(23, parser->getRecordFileTimeInterval());
         EXPECT_EQ(0, parser->checkFileIsLocked());
+        int data = 0, time = 0, interval = 0;
+        parser->getRecordFileSizeAndTimeInfo(data, time, interval);
+        // shorts 3 + 2 + 1, before the long item 3, c = 2, last length 2
+        EXPECT_EQ(15 * 188, data);
+        EXPECT_EQ(6 + 3 + 2 + 2, time);
+        EXPECT_EQ(23, interval);
+        parser->setIndexInfo(text(area), version == 2 ? 8 : 0, 0);  // no item
+        parser->getRecordFileSizeAndTimeInfo(data, time, interval);
+        EXPECT_EQ(0, data + time + interval);
     }
-}
-
-TEST_F(RecordIndexInfoParserTest, SizeAndTimeInfoCountsLongItemsAndGaps) {
-    Bytes area = v3Area({fourItems()});
-    RecordIndexInfoParserV3 parser;
-    parser.setIndexInfo(text(area), size(area), 0);
-    int data = 0, time = 0, interval = 0;
-    parser.getRecordFileSizeAndTimeInfo(data, time, interval);
-    EXPECT_EQ(15 * 188, data);
-    // shorts 3 + 2 + 1, before the long item 3, c = 2, last length 2
-    EXPECT_EQ(6 + 3 + 2 + 2, time);
-    EXPECT_EQ(23, interval);
-
-    parser.setIndexInfo(text(area), 8, 0);  // head CRC only
-    parser.getRecordFileSizeAndTimeInfo(data, time, interval);
-    EXPECT_EQ(0, data);
-    EXPECT_EQ(0, time);
-    EXPECT_EQ(0, interval);
 }
 
 TEST_F(RecordIndexInfoParserTest, TimeSegmentsStartAtIFramesAndBreakAtLongItems) {
@@ -161,258 +166,160 @@ TEST_F(RecordIndexInfoParserTest, TimeSegmentsStartAtIFramesAndBreakAtLongItems)
     EXPECT_EQ(0, interval);
 }
 
+// The lock range takes an item that begins in it; unlock only one that
+// also ends in it. V3 renews the CRC item of a group it changed, so the area
+// reads as the writer would have written it locked, and stays intact.
 TEST_F(RecordIndexInfoParserTest, LockCoversStraddlingItemButUnlockDoesNot) {
     // Items begin at 1000, 1002 and 1005; each lasts 3 s but the first (2 s).
-    std::vector<Item> items{makeItem(0, 2, 1, true), makeItem(2, 3, 1, true), makeItem(3, 3, 1, false)};
+    auto items = [](bool second, bool third) {
+        return std::vector<Item>{makeItem(0, 2, 1, true), makeItem(2, 3, 1, true, second),
+                                 makeItem(3, 3, 1, false, third)};
+    };
+    auto area = [](int version, std::vector<Item> const& list) {
+        return version == 2 ? v3Area({list}) : encode(version, list);
+    };
     for (int version : {0, 1, 2}) {
-        Bytes area = version == 2 ? v3Area({items}) : encode(version, items);
-        Bytes original = area;
+        SCOPED_TRACE(version);
+        Bytes bytes = area(version, items(false, false));
         auto parser = RecordIndexParserFactory::createParser(version);
-        parser->setIndexInfo(text(area), size(area), 1000);
+        parser->setIndexInfo(text(bytes), size(bytes), 1000);
         EXPECT_EQ(2, parser->lockFile(1002, 1005));
-        auto walked = walkAll(*parser);
-        ASSERT_EQ(3u, walked.size());
-        EXPECT_FALSE(walked[0].bLocked);
-        EXPECT_TRUE(walked[1].bLocked);
-        EXPECT_TRUE(walked[2].bLocked);
+        EXPECT_EQ(area(version, items(true, true)), bytes);
         EXPECT_EQ(1, parser->checkFileIsLocked());
-        // Nothing but the lock bits changed.
-        for (size_t i = 0; i < area.size(); ++i) {
-            EXPECT_EQ(original[i], area[i] & ~(static_cast<int>(i) == walked[1].nOffset ||
-                                                       static_cast<int>(i) == walked[2].nOffset
-                                                   ? 0x08
-                                                   : 0x00))
-                << "byte " << i;
-        }
-
+        EXPECT_EQ(0, parser->isIndexInfoNeedRepaire(size(bytes)));
         EXPECT_EQ(1, parser->unLockFile(1002, 1005));
-        walked = walkAll(*parser);
-        EXPECT_FALSE(walked[1].bLocked);
-        EXPECT_TRUE(walked[2].bLocked);  // 1005 + 3 > 1005
+        EXPECT_EQ(area(version, items(false, true)), bytes);  // 1005 + 3 > 1005
         EXPECT_EQ(3, parser->unLockFile(1000, 1008));
-        EXPECT_EQ(original, area);
+        EXPECT_EQ(area(version, items(false, false)), bytes);
+        EXPECT_EQ(0, parser->isIndexInfoNeedRepaire(size(bytes)));
     }
 }
 
-TEST_F(RecordIndexInfoParserTest, V1AndV2EndPosStepsOverItems) {
+// Both step item by item; a walk stops at FF or at an item cut by the end.
+TEST_F(RecordIndexInfoParserTest, V1AndV2EndPosAndWalkStepOverItems) {
     RecordIndexInfoParserV1 v1;
     RecordIndexInfoParserV2 v2;
     int result = 0;
     Bytes items1 = encode(0, fourItems());  // 3 + 3 + 7 + 3 = 16 bytes
-    Bytes withFiller = items1;
-    withFiller.insert(withFiller.end(), 10, 0xFF);
-    EXPECT_EQ(15, v1.getIndexEndPos(text(withFiller), size(withFiller), result));
-    EXPECT_EQ(1, result);
-    EXPECT_EQ(15, v1.getIndexEndPos(text(items1), size(items1), result));
-    Bytes nextHead = items1;
-    append(nextHead, Bytes{0x00, 0x00, 0x00, 0x01, 0x30});
-    EXPECT_EQ(15, v1.getIndexEndPos(text(nextHead), size(nextHead), result));
-    Bytes shortZeros = items1;
-    append(shortZeros, Bytes{0x00, 0x00, 0x00});
-    EXPECT_EQ(15, v1.getIndexEndPos(text(shortZeros), size(shortZeros), result));
-    // A long item cut by the end: the area ends before it.
-    Bytes cut(items1.begin(), items1.begin() + 9);
+    for (int cut = 0; cut <= size(items1); ++cut) {
+        auto copy = exactCopy(items1, cut);
+        v1.setIndexInfo(copy.get(), cut, 0);
+        int expected = cut >= 16 ? 4 : cut >= 13 ? 3 : cut >= 6 ? 2 : cut >= 3 ? 1 : 0;
+        EXPECT_EQ(static_cast<size_t>(expected), walkAll(v1).size()) << cut;
+    }
+    for (Bytes tail : {Bytes(10, 0xFF), Bytes{}, Bytes{0x00, 0x00, 0x00, 0x01, 0x30}, Bytes{0x00, 0x00, 0x00}}) {
+        Bytes bytes = items1;
+        append(bytes, tail);
+        EXPECT_EQ(15, v1.getIndexEndPos(text(bytes), size(bytes), result));
+        EXPECT_EQ(1, result);
+    }
+    Bytes cut(items1.begin(), items1.begin() + 9);  // a long item cut: the area ends before it
     EXPECT_EQ(5, v1.getIndexEndPos(text(cut), size(cut), result));
-
     Bytes items2 = encode(1, fourItems());  // 4 + 4 + 8 + 4 = 20 bytes
     Bytes filler2 = items2;
     filler2.insert(filler2.end(), 4, 0xFF);
     EXPECT_EQ(19, v2.getIndexEndPos(text(filler2), size(filler2), result));
-    EXPECT_EQ(1, result);
+    append(filler2, items2);
+    v2.setIndexInfo(text(filler2), size(filler2), 0);
+    EXPECT_EQ(4u, walkAll(v2).size());
     // Zeros with room for a start code are stepped over like items.
     Bytes zeros2 = items2;
     zeros2.insert(zeros2.end(), 8, 0x00);
     EXPECT_EQ(27, v2.getIndexEndPos(text(zeros2), size(zeros2), result));
-
     EXPECT_EQ(-1, v2.getIndexEndPos(text(items2), 0, result));
     EXPECT_EQ(1, result);
 }
 
 TEST_F(RecordIndexInfoParserTest, V3EndPosAndClosedFlag) {
     RecordIndexInfoParserV3 parser;
-    int result = -1;
     Bytes closed = v3Area({fourItems()});
-    int length = size(closed);
-
-    Bytes ff = closed;
-    ff.insert(ff.end(), 16, 0xFF);
-    EXPECT_EQ(length - 1, parser.getIndexEndPos(text(ff), size(ff), result));
-    EXPECT_EQ(1, result);
-
-    Bytes zeros = closed;
-    zeros.insert(zeros.end(), 16, 0x00);
-    EXPECT_EQ(length - 1, parser.getIndexEndPos(text(zeros), size(zeros), result));
-    EXPECT_EQ(1, result);
-
-    Bytes nextHead = closed;
-    append(nextHead, Bytes{0x00, 0x00, 0x00, 0x01, 0x41, 0x2C});
-    EXPECT_EQ(length - 1, parser.getIndexEndPos(text(nextHead), size(nextHead), result));
-    EXPECT_EQ(1, result);
-
-    // Head CRC alone is a properly closed entry.
-    Bytes fresh = headCrc();
-    fresh.insert(fresh.end(), 8, 0xFF);
-    EXPECT_EQ(7, parser.getIndexEndPos(text(fresh), size(fresh), result));
-    EXPECT_EQ(1, result);
-
-    // Items that the power cut left without their CRC item.
-    Bytes open = headCrc();
-    append(open, encode(2, fourItems()));
-    int openLength = size(open);
-    open.insert(open.end(), 8, 0xFF);
-    EXPECT_EQ(openLength - 1, parser.getIndexEndPos(text(open), size(open), result));
-    EXPECT_EQ(0, result);
-
-    // A CRC item whose length does not lead back to the previous one.
-    Bytes wrongLength = headCrc();
     Bytes items = encode(2, fourItems());
+    Bytes open = headCrc();  // items that a power cut left without their CRC item
+    append(open, items);
+    Bytes wrongLength = headCrc();  // a CRC item whose length does not lead back
     append(wrongLength, items);
     append(wrongLength, crcItem(items, size(items) + 4));
-    wrongLength.insert(wrongLength.end(), 4, 0xFF);
-    parser.getIndexEndPos(text(wrongLength), size(wrongLength), result);
-    EXPECT_EQ(0, result);
-
-    result = 0;
+    struct Case {
+        Bytes area;
+        Bytes tail;
+        int flag;
+    } cases[] = {
+        {closed, Bytes(16, 0xFF), 1},
+        {closed, Bytes(16, 0x00), 1},
+        {closed, Bytes{0x00, 0x00, 0x00, 0x01, 0x41, 0x2C}, 1},  // the next head
+        {headCrc(), Bytes(8, 0xFF), 1},                          // head CRC alone
+        {open, Bytes(8, 0xFF), 0},
+        {wrongLength, Bytes(4, 0xFF), 0},
+        // Zeros off the item grid lie inside a CRC item: not the end.
+        {Bytes{0xF1, 0xE0, 0x00, 0x00, 0x00, 0x00, 0x12, 0x34, 0x24, 0xE0, 0x01, 0x00}, Bytes{}, 1},
+    };
+    for (auto& c : cases) {
+        Bytes bytes = c.area;
+        append(bytes, c.tail);
+        int result = -1;
+        EXPECT_EQ(size(c.area) - 1, parser.getIndexEndPos(text(bytes), size(bytes), result));
+        EXPECT_EQ(c.flag, result);
+    }
+    int result = 0;
     EXPECT_EQ(-1, parser.getIndexEndPos(text(closed), 0, result));
     EXPECT_EQ(1, result);
 }
 
-TEST_F(RecordIndexInfoParserTest, V3ZerosOffTheItemGridAreCrcDataNotTheEnd) {
-    RecordIndexInfoParserV3 parser;
-    Bytes area{0xF1, 0xE0, 0x00, 0x00, 0x00, 0x00, 0x12, 0x34,  // length 0, CRC 0x34120000
-               0x24, 0xE0, 0x01, 0x00};
-    int result = 0;
-    EXPECT_EQ(11, parser.getIndexEndPos(text(area), size(area), result));
-    EXPECT_EQ(1, result);
-}
-
-// The area of a V3 entry cut at every byte: nothing is read past the cut,
-// complete items stand, and only the whole entry (or the head CRC alone)
-// counts as closed and undamaged.
-TEST_F(RecordIndexInfoParserTest, V3AreaCutAtEveryOffset) {
-    std::vector<Item> group1 = fourItems();
-    std::vector<Item> group2{makeItem(2, 1, 3, true), makeItem(1, 1, 5, false)};
-    Bytes whole = v3Area({group1, group2});
-    int full = size(whole);
-
-    RecordIndexInfoParserV3 reference;
-    reference.setIndexInfo(text(whole), full, 100);
-    auto expected = walkAll(reference);
-    ASSERT_EQ(6u, expected.size());
-    int group1End = 8 + size(encode(2, group1)) + 8;
-
-    for (int cut = 0; cut <= full; ++cut) {
-        SCOPED_TRACE(cut);
-        auto copy = exactCopy(whole, cut);
-        RecordIndexInfoParserV3 parser;
-        int result = -1;
-        EXPECT_EQ(cut - 1, parser.getIndexEndPos(copy.get(), cut, result));
-        EXPECT_EQ(1, result);
-
-        parser.setIndexInfo(copy.get(), cut, 100);
-        EXPECT_EQ(cut - cut % 4, parser.getUsableLength());
-        auto items = walkAll(parser);
-        ASSERT_LE(items.size(), expected.size());
-        for (size_t i = 0; i < items.size(); ++i) {
-            EXPECT_EQ(expected[i].nTime, items[i].nTime);
-            EXPECT_EQ(expected[i].nFilePos, items[i].nFilePos);
-            EXPECT_LE(items[i].nOffset + items[i].nItemLength, cut);
-        }
-        parser.getValidDataLength();
-        parser.getRecordFileTimeInterval();
-        bool boundary = cut == 0 || cut == 8 || cut == group1End || cut == full;
-        EXPECT_EQ(boundary ? 0 : 1, parser.isIndexInfoNeedRepaire(cut));
-
-        // The same cut followed by the FF filler, as a power cut leaves it.
-        Bytes filled(whole.begin(), whole.begin() + cut);
-        filled.insert(filled.end(), 4, 0xFF);
-        auto filledCopy = exactCopy(filled, size(filled));
-        EXPECT_EQ(cut - 1, parser.getIndexEndPos(filledCopy.get(), size(filled), result));
-        bool closed = cut == 0 || cut == 8 || cut == group1End || cut == full;
-        if (cut == 0) closed = false;  // FF at 0: no CRC item before it
-        EXPECT_EQ(closed ? 1 : 0, result);
-    }
-}
-
+// Each CRC item must state the length and CRC of the items before it, and
+// the CRC items must account for every byte: trailing items are damage,
+// though they read. A stray byte off the word grid is never looked at.
 TEST_F(RecordIndexInfoParserTest, V3DamageCheckFindsBadCrcAndTrailingItems) {
     std::vector<Item> group{makeItem(1, 1, 1, true), makeItem(1, 1, 1, false)};
     Bytes good = v3Area({group, group});
-    RecordIndexInfoParserV3 parser;
-    parser.setIndexInfo(text(good), size(good), 0);
-    EXPECT_EQ(0, parser.isIndexInfoNeedRepaire(size(good)));
-    EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(good) + 4));
-
     Bytes flipped = good;
     flipped[9] ^= 0x01;  // the alarm bit of the first item
-    parser.setIndexInfo(text(flipped), size(flipped), 0);
-    EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(flipped)));
-
     Bytes trailing = good;
     append(trailing, encode(2, group));
-    parser.setIndexInfo(text(trailing), size(trailing), 0);
-    EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(trailing)));
-    EXPECT_EQ(6u, walkAll(parser).size());  // still readable
-
+    RecordIndexInfoParserV3 parser;
+    for (auto* area : {&good, &flipped, &trailing}) {
+        area->push_back(0x24);
+        parser.setIndexInfo(text(*area), size(*area), 0);
+        EXPECT_EQ(size(*area) - 1, parser.getUsableLength());
+        EXPECT_EQ(area == &good ? 0 : 1, parser.isIndexInfoNeedRepaire(size(*area) - 1));
+    }
+    EXPECT_EQ(6u, walkAll(parser).size());
+    char* p = text(trailing);
+    int left = size(trailing);
+    EXPECT_EQ(8, parser.filterCrcItem(p, left, left));
+    EXPECT_EQ(size(trailing) - 8, left);
+    EXPECT_EQ(0, parser.filterCrcItem(p, left, left));
     RecordIndexInfoParserV2 v2;
     v2.setIndexInfo(text(trailing), size(trailing), 0);
     EXPECT_EQ(0, v2.isIndexInfoNeedRepaire(size(trailing)));
 }
 
 // The writer stores 0xEE for a top CRC byte of 0xFF and no reader undoes
-// it: such a group checks as damaged.
+// it: such a group checks as damaged, also when a lock renewed it so.
 TEST_F(RecordIndexInfoParserTest, GroupWhoseCrcWasChangedChecksAsDamaged) {
     Bytes items;
     for (int packets = 1; packets < 65536; ++packets) {
-        items = encode(2, {makeItem(1, 1, packets, true)});
+        items = encode(2, {makeItem(1, 1, packets, true, true)});
         if ((RecordCrc32::getInstance()->getCrc32(items.data(), 4) >> 24) == 0xFF) break;
     }
-    ASSERT_EQ(0xFFu, RecordCrc32::getInstance()->getCrc32(items.data(), 4) >> 24);
+    Bytes crc = crcItem(items);
+    ASSERT_EQ(0xEE, crc[7]);
     Bytes area = headCrc();
     append(area, items);
-    Bytes crc = crcItem(items);
-    EXPECT_EQ(0xEE, crc[7]);
     append(area, crc);
     RecordIndexInfoParserV3 parser;
     parser.setIndexInfo(text(area), size(area), 0);
     EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(area)));
     EXPECT_EQ(1u, walkAll(parser).size());
-}
-
-TEST_F(RecordIndexInfoParserTest, V3WalkIgnoresBytesBeyondLastWordAndSkipsCrcItems) {
-    Bytes area = v3Area({{makeItem(1, 1, 1, true)}});
-    area.push_back(0x24);  // a stray byte off the word grid
-    area.push_back(0xE0);
-    RecordIndexInfoParserV3 parser;
-    parser.setIndexInfo(text(area), size(area), 0);
-    EXPECT_EQ(size(area) - 2, parser.getUsableLength());
-    EXPECT_EQ(1u, walkAll(parser).size());
-
-    char* p = text(area);
-    int left = size(area);
-    EXPECT_EQ(8, parser.filterCrcItem(p, left, left));
-    EXPECT_EQ(text(area) + 8, p);
-    EXPECT_EQ(size(area) - 8, left);
-    EXPECT_EQ(0, parser.filterCrcItem(p, left, left));
-}
-
-TEST_F(RecordIndexInfoParserTest, V1AndV2WalksStopAtCutItemsAndFiller) {
-    Bytes v1 = encode(0, fourItems());
-    for (int cut = 0; cut <= size(v1); ++cut) {
-        auto copy = exactCopy(v1, cut);
-        RecordIndexInfoParserV1 parser;
-        parser.setIndexInfo(copy.get(), cut, 0);
-        auto items = walkAll(parser);
-        int expected = cut >= 16 ? 4 : cut >= 13 ? 3 : cut >= 6 ? 2 : cut >= 3 ? 1 : 0;
-        EXPECT_EQ(static_cast<size_t>(expected), items.size()) << cut;
-        int result = 0;
-        parser.getIndexEndPos(copy.get(), cut, result);
-    }
-    Bytes v2 = encode(1, fourItems());
-    v2.push_back(0xFF);
-    append(v2, encode(1, fourItems()));
-    RecordIndexInfoParserV2 parser;
-    parser.setIndexInfo(text(v2), size(v2), 0);
-    EXPECT_EQ(4u, walkAll(parser).size());
+    Bytes unlockedItems = items;
+    unlockedItems[0] &= ~Codec::kFlagLocked;
+    Bytes unlocked = headCrc();
+    append(unlocked, unlockedItems);
+    append(unlocked, crcItem(unlockedItems));
+    parser.setIndexInfo(text(unlocked), size(unlocked), 0);
+    ASSERT_EQ(0, parser.isIndexInfoNeedRepaire(size(unlocked)));
+    EXPECT_EQ(1, parser.lockFile(0, 10));
+    EXPECT_EQ(area, unlocked);  // EE, as the writer stores it
+    EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(unlocked)));
 }
 
 }  // namespace

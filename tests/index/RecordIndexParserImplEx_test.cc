@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "index/RecordFileIndexNodeInfo.h"
 #include "index/RecordIndexCache.h"
 #include "index/RecordIndexParserImplEx.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
@@ -35,56 +34,31 @@ void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
-using Builder = RecordIndexImageBuilder;
-constexpr long long kT0 = 1706688000LL;
-
-// One entry of `items` items in an exact-size image.
-std::string oneEntry(int items) {
-    Builder builder;
-    builder.addEntry("00001-NVR_10.0.0.2_1_20240131080000.ts", kT0, Builder::steadyItems(items, 1));
-    return builder.bytes();
-}
-
-class RecordIndexParserImplExTest : public ::testing::Test {
-protected:
-    // Allocations of one query walk over an image of one entry.
-    long queryAllocations(std::string image, bool withData) {
+// Query walks allocate nothing per item; a list walk reserves its room once.
+TEST(RecordIndexParserImplExTest, WalksAllocatePerEntryNeverPerItem) {
+    HostRootGuard root;  // parser logs stay in a folder of the test's own
+    long queryAllocations[2][2] = {};
+    for (int size : {0, 1}) {
+        int const items = size == 0 ? 10 : 3000;
+        RecordIndexImageBuilder builder;
+        builder.addEntry("00001-NVR_10.0.0.2_1_20240131080000.ts", 1706688000LL,
+                         RecordIndexImageBuilder::steadyItems(items, 1));
+        std::string image = builder.bytes();
         RecordIndexParserImplEx parser;
-        RecordDirInfoEx info;
-        parser.setIndexInfo(info, "2024-01-31", "NVR_10.0.0.2_1", &image[0],
+        parser.setIndexInfo(RecordDirInfoEx(), "2024-01-31", "NVR_10.0.0.2_1", &image[0],
                             static_cast<int>(image.size()), 0);
-        parser.getFileNumber();  // the scan is not the walk
-        RecordQueryCondition condition;
-        condition.setRecordQueryTimePrecision(3);
-        RecordQueryResult result;
-        SingleDeviceRecordQuery query(result, condition);
-        long before = g_allocations.load();
-        parser.queryRecordSegmentList(&query, withData);
-        return g_allocations.load() - before;
-    }
-
-    HostRootGuard m_root;
-};
-
-TEST_F(RecordIndexParserImplExTest, QueryWalksAllocateNothingPerItem) {
-    for (bool withData : {false, true}) {
-        long few = queryAllocations(oneEntry(10), withData);
-        long many = queryAllocations(oneEntry(3000), withData);
-        EXPECT_EQ(few, many) << withData;
-    }
-}
-
-TEST_F(RecordIndexParserImplExTest, ListWalksReserveOnce) {
-    for (int items : {10, 3000}) {
-        std::string image = oneEntry(items);
-        RecordIndexParserImplEx parser;
-        RecordDirInfoEx info;
-        parser.setIndexInfo(info, "2024-01-31", "NVR_10.0.0.2_1", &image[0],
-                            static_cast<int>(image.size()), 0);
-        ASSERT_EQ(1, parser.getFileNumber());
+        ASSERT_EQ(1, parser.getFileNumber());  // the scan is not the walk
+        for (bool withData : {false, true}) {
+            RecordQueryCondition condition;
+            condition.setRecordQueryTimePrecision(3);
+            RecordQueryResult result;
+            SingleDeviceRecordQuery query(result, condition);
+            long before = g_allocations.load();
+            parser.queryRecordSegmentList(&query, withData);
+            queryAllocations[withData][size] = g_allocations.load() - before;
+        }
         int begin = 0, headEnd = 0, end = 0;
-        ASSERT_EQ(1, parser.getIndexPosByFileName("00001-NVR_10.0.0.2_1_20240131080000.ts", begin,
-                                                  headEnd, end));
+        ASSERT_EQ(1, parser.getIndexPosByFileName("00001-NVR_10.0.0.2_1_20240131080000.ts", begin, headEnd, end));
         RecordIndexCache cache;
         long before = g_allocations.load();
         ASSERT_EQ(1, parser.getRecordFileIndexList(begin, headEnd, end, cache, false));
@@ -92,6 +66,8 @@ TEST_F(RecordIndexParserImplExTest, ListWalksReserveOnce) {
         EXPECT_EQ(items, cache.getSize());
         EXPECT_EQ(items - 1, cache.getLastIFrameTime());
     }
+    EXPECT_EQ(queryAllocations[0][0], queryAllocations[0][1]);
+    EXPECT_EQ(queryAllocations[1][0], queryAllocations[1][1]);
 }
 
 }  // namespace

@@ -57,10 +57,25 @@ TEST_F(FileLockConfigureTest, UpdateWithoutAFileCreatesIt) {
     EXPECT_DOUBLE_EQ(0.1, again.getFileLockThreshold());
 }
 
-TEST_F(FileLockConfigureTest, FacadeAnswersAreFixedWhateverIsReported) {
+TEST_F(FileLockConfigureTest, InitReadsTheThresholdAtStart) {
+    RecordLockInfoManager* locks = RecordLockInfoManager::getInstance();
+    writeConfig("FileLockThreshold=60\n");
+    EXPECT_EQ(1, locks->init());
+    EXPECT_DOUBLE_EQ(0.6, locks->getThreshold());
+    std::filesystem::remove(configFile());
+    EXPECT_EQ(0, locks->init());  // no file: reported, the threshold stays
+    EXPECT_DOUBLE_EQ(0.6, locks->getThreshold());
+}
+
+// The facade's answers are fixed, whatever was reported or is in the tree;
+// clean() empties the tree.
+TEST_F(FileLockConfigureTest, FacadeAnswersAreFixedAndCleanEmptiesTheTree) {
     RecordLockInfoManager* locks = RecordLockInfoManager::getInstance();
     RecordDirInfoEx dir;
     dir.setRecordRootDir(m_root.root());
+    SafePointer<RecordDirLockInfo> tree(new RecordDirLockInfo(dir));
+    tree->updateRecordDeviceLockInfo("NVR_1.2.3.4_1", "2024-01-01", 5, 0);
+    locks->addRecordDirLockInfo(tree);
     locks->updateRecordDeviceLockInfo(dir, "NVR_1.2.3.4_1", "2024-01-01", 5, 0);
     int lockFileNum = -1;
     int deletedStatus = -1;
@@ -71,6 +86,74 @@ TEST_F(FileLockConfigureTest, FacadeAnswersAreFixedWhateverIsReported) {
     ASSERT_TRUE(locks->updateThreshold(90));
     EXPECT_DOUBLE_EQ(0.9, locks->getThreshold());
     EXPECT_EQ(0, locks->isOverThreshold());
+    EXPECT_LE(1, locks->getRecordDirLockInfoSize());
+    locks->clean();
+    EXPECT_EQ(0, locks->getRecordDirLockInfoSize());
+    EXPECT_EQ(5, tree->getLockFileNum());  // still held here
+}
+
+TEST(RecordDeviceLockInfoTest, DatesAreMadeBySettersAndUnknownOnesReadAsNothing) {
+    RecordDeviceLockInfo device("NVR_1.2.3.4_1");
+    EXPECT_TRUE(device.equals("NVR_1.2.3.4_1"));
+    EXPECT_FALSE(device.equals("NVR_1.2.3.4_2"));
+    EXPECT_EQ(0, device.getLockFileNum("2024-01-01"));
+    EXPECT_EQ(2, device.getDeletedStatus("2024-01-01"));
+    int num = -1;
+    int status = -1;
+    EXPECT_EQ(0, device.getLockInfo("2024-01-01", num, status));
+    EXPECT_EQ(-1, num);  // untouched
+    EXPECT_EQ(-1, status);
+    device.setLockFileNum("2024-01-01", 3);  // status not given: unknown
+    device.setDeletedStatus("2024-01-02", 0);  // files not given: none
+    EXPECT_EQ(2, device.getRecordDateLockListSize());
+    EXPECT_EQ(2, device.getDeletedStatus("2024-01-01"));
+    EXPECT_EQ(0, device.getLockFileNum("2024-01-02"));
+    device.setLockInfo("2024-01-02", 4, 1);
+    ASSERT_EQ(1, device.getLockInfo("2024-01-02", num, status));
+    EXPECT_EQ(4, num);
+    EXPECT_EQ(1, status);
+    EXPECT_EQ(7, device.getLockFileNum());
+    EXPECT_EQ(1, device.rmRecordDateLockInfo("2024-01-01"));
+    EXPECT_EQ(0, device.rmRecordDateLockInfo("2024-01-01"));
+    EXPECT_EQ(1, device.getRecordDateLockListSize());
+    EXPECT_EQ(4, device.getLockFileNum());
+}
+
+TEST(RecordDirLockInfoTest, ChannelsAreMadeOnlyByAnUpdateOfTheirCounts) {
+    RecordDirInfoEx dir;
+    dir.setRecordRootDir("/hd1");
+    RecordDirLockInfo info(dir);
+    RecordDirInfoEx same;
+    same.setRecordRootDir("/hd1");
+    same.setFreeSpace(5);
+    RecordDirInfoEx other;
+    other.setRecordRootDir("/hd2");
+    EXPECT_TRUE(info.equals(same));
+    EXPECT_FALSE(info.equals(other));
+
+    int num = -1;
+    int status = 2;
+    EXPECT_EQ(0, info.getRecordLockInfo("A_1_1", "2024-01-01", num, status));
+    EXPECT_EQ(-1, num);
+    EXPECT_EQ(2, status);  // a channel not known leaves the status at 2
+    EXPECT_EQ(0, info.updateRecordDeviceDeleteStatus("A_1_1", "2024-01-01", 0));
+    EXPECT_EQ(0, info.getRecordDeviceLockListSize());
+
+    info.updateRecordDeviceLockInfo("A_1_1", "2024-01-01", 3, 0);
+    info.updateRecordDeviceLockInfo("A_1_1", "2024-01-02", 4, 0);
+    info.updateRecordDeviceLockInfo("B_1_2", "2024-01-01", 5, 0);
+    info.updateRecordDeviceLockInfo("A_1_1", "2024-01-01", 6, 0);  // replaces
+    EXPECT_EQ(2, info.getRecordDeviceLockListSize());
+    EXPECT_EQ(15, info.getLockFileNum());
+    EXPECT_EQ(1, info.updateRecordDeviceDeleteStatus("A_1_1", "2024-01-02", 1));
+    ASSERT_EQ(1, info.getRecordLockInfo("A_1_1", "2024-01-02", num, status));
+    EXPECT_EQ(4, num);
+    EXPECT_EQ(1, status);
+    EXPECT_EQ(1, info.rmRecordDeviceDateLockInfo("A_1_1", "2024-01-01"));
+    EXPECT_EQ(0, info.rmRecordDeviceDateLockInfo("C_1_1", "2024-01-01"));
+    EXPECT_EQ(9, info.getLockFileNum());
+    info.setMaxFileNum(1200);
+    EXPECT_EQ(1200, info.getMaxFileNum());
 }
 
 }  // namespace
