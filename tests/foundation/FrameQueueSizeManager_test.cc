@@ -30,26 +30,27 @@ protected:
     std::string m_strPrinted;
 };
 
-TEST_F(FrameQueueSizeManagerTest, ChannelCountPicksTheKey) {
+TEST_F(FrameQueueSizeManagerTest, ChannelCountPicksTheKeyAndOnlyOneToTenMiBCount) {
     writeConfig("04ChunnelSize=1\n08ChunnelSize=2\n16ChunnelSize=4\n32ChunnelSize=8\n");
     int const expected[][2] = {{0, 1}, {4, 1}, {5, 2}, {8, 2}, {9, 4}, {16, 4}, {17, 8}, {32, 8}, {33, 3}};
     for (auto const& row : expected) EXPECT_EQ(row[1] * kMiB, sizeFor(row[0])) << row[0];
     EXPECT_EQ("", m_strPrinted);
-}
-
-TEST_F(FrameQueueSizeManagerTest, OnlyOneToTenMiBCount) {
-    int const expected[][2] = {{11, 3}, {10, 10}, {1, 1}, {0, 3}, {-4, 3}};
-    for (auto const& row : expected) {
+    int const values[][2] = {{11, 3}, {10, 10}, {1, 1}, {0, 3}, {-4, 3}};
+    for (auto const& row : values) {
         writeConfig("16ChunnelSize=" + std::to_string(row[0]) + "\n");
-        EXPECT_EQ(row[1] * kMiB, FrameQueueSizeManager::getTSFrameQueueSizeByConfig("16ChunnelSize"))
-            << row[0];
+        EXPECT_EQ(row[1] * kMiB, sizeFor(16)) << row[0];
     }
 }
 
-TEST_F(FrameQueueSizeManagerTest, AbsentKeyOrFileIsReportedAndGivesThreeMiB) {
+// A recorder without the optional file asks once per channel: no console line.
+TEST_F(FrameQueueSizeManagerTest, MissingFileIsLoggedAbsentKeyPrintedBothGiveThreeMiB) {
     EXPECT_EQ(3 * kMiB, sizeFor(4));
-    EXPECT_EQ("open " + m_temp.path("hd1/program/config/TSFrameQueueConfig.ini") + " failed \n",
-              m_strPrinted);
+    EXPECT_EQ(3 * kMiB, sizeFor(12));
+    EXPECT_EQ("", m_strPrinted);
+    std::string const line = "FrameQueueConfig: open " + m_temp.path("hd1/program/config/TSFrameQueueConfig.ini") + " failed \n";
+    std::string const log = m_temp.readFile("mnt/mtd/log/FrameQueueConfig.log");
+    ASSERT_EQ(2 * (20 + line.size()), log.size()) << log;
+    EXPECT_EQ(line, log.substr(20, line.size()));
     writeConfig("04ChunnelSize=2\n");
     EXPECT_EQ(3 * kMiB, sizeFor(12));
     EXPECT_EQ("get MaxChunnelAbility04 failed  nSize:0\n", m_strPrinted);

@@ -8,38 +8,32 @@
 namespace {
 
 TEST(LocalPathTest, SplitsAtTheDevicePartition) {
+    struct Case {
+        char const* text;
+        char const* disk;
+        char const* device;
+        char const* relative;
+        int index;
+        int partition;
+    };
+    Case const cases[] = {
+        {"/hd1//sdb2/rec/", "/hd1/sdb2", "sdb2", "rec", 1, 2},
+        {"/mnt/sda1", "/mnt/sda1", "sda1", "", 0, 1},
+        {"/mnt/sdaa", "/mnt/sdaa", "sdaa", "", 26, 0},
+        {"/mnt/mmcblk1p3/x", "/mnt/mmcblk1p3", "mmcblk1p3", "x", 1, 3},
+        {"/hd1/disk0/", "/hd1/disk0", "", "", -1, 0},  // "hd1" is no device: no letters
+    };
+    for (Case const& c : cases) {
+        LocalPath path;
+        ASSERT_TRUE(path.create(c.text)) << c.text;
+        EXPECT_EQ(c.disk, path.getDiskPath()) << c.text;
+        EXPECT_EQ(c.device, path.getDeviceName()) << c.text;
+        EXPECT_EQ(c.relative, path.getRelativePath()) << c.text;
+        EXPECT_EQ(c.index, path.getDiskIndex()) << c.text;
+        EXPECT_EQ(c.partition, path.getPartitionNumber()) << c.text;
+    }
     LocalPath path;
-    ASSERT_TRUE(path.create("/hd1//sdb2/rec/"));
-    EXPECT_EQ("/hd1/sdb2", path.getDiskPath());
-    EXPECT_EQ("sdb2", path.getDeviceName());
-    EXPECT_EQ("rec", path.getRelativePath());
-    EXPECT_EQ("/hd1/sdb2/rec", path.toString());
-    EXPECT_EQ(1, path.getDiskIndex());
-    EXPECT_EQ(2, path.getPartitionNumber());
-
-    ASSERT_TRUE(path.create("/mnt/sda1"));
-    EXPECT_EQ("/mnt/sda1", path.toString());
-    EXPECT_EQ(0, path.getDiskIndex());
-    ASSERT_TRUE(path.create("/mnt/sdaa"));
-    EXPECT_EQ(26, path.getDiskIndex());
-    EXPECT_EQ(0, path.getPartitionNumber());
-    ASSERT_TRUE(path.create("/mnt/mmcblk1p3/x"));
-    EXPECT_EQ("mmcblk1p3", path.getDeviceName());
-    EXPECT_EQ(1, path.getDiskIndex());
-    EXPECT_EQ(3, path.getPartitionNumber());
-}
-
-TEST(LocalPathTest, PathWithoutDeviceIsADiskOfItsOwn) {
-    LocalPath path;
-    ASSERT_TRUE(path.create("/hd1/disk0/"));  // "hd1" is no device: no letters
-    EXPECT_EQ("/hd1/disk0", path.getDiskPath());
-    EXPECT_EQ("", path.getDeviceName());
-    EXPECT_EQ(-1, path.getDiskIndex());
     EXPECT_FALSE(path.create(""));
-}
-
-TEST(LocalPathTest, SetDiskPathMovesTheRest) {
-    LocalPath path;
     ASSERT_TRUE(path.create("/mnt/sda1/record"));
     path.setDiskPath("/mnt/sdc5/");
     EXPECT_EQ("/mnt/sdc5/record", path.toString());
@@ -58,9 +52,7 @@ TEST(NetPathTest, MountPathOfEachForm) {
     EXPECT_EQ("sub/dir", path.getSubPath());
     ASSERT_TRUE(path.create("/mnt/nfs0//"));
     EXPECT_EQ("/mnt/nfs0", path.getMountPath());
-    EXPECT_FALSE(path.create("nonsense"));
-    EXPECT_FALSE(path.create("//onlyserver"));
-    EXPECT_FALSE(path.create(""));
+    for (char const* text : {"nonsense", "//onlyserver", ""}) EXPECT_FALSE(path.create(text)) << text;
 }
 
 }  // namespace
