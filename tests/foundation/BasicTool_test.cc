@@ -48,13 +48,8 @@ TEST_F(BasicToolTest, RecordFileNamesCarryNumberDateAndLock) {
     EXPECT_TRUE(BasicTool::isFileLocked(locked.c_str()));
     EXPECT_FALSE(BasicTool::isFileLocked(numbered));
     EXPECT_EQ(numbered, BasicTool::getUnlockedFileName(locked));
-    for (std::string const& name : {numbered, locked}) {
-        EXPECT_EQ(12, number(name));
-        EXPECT_EQ("2024-01-01", BasicTool::getDateString(name));
-    }
-    unsigned long back = 0;
-    EXPECT_TRUE(TimeConvert::strToTime(plain.substr(plain.rfind('_') + 1), back));
-    EXPECT_EQ(kNoonNewYear, back);
+    EXPECT_EQ(12, number(locked));
+    EXPECT_EQ("2024-01-01", BasicTool::getDateString(locked));
 }
 
 TEST_F(BasicToolTest, IPv6IsWrittenWithDashesEverywhere) {
@@ -97,27 +92,20 @@ TEST_F(BasicToolTest, DatesFollowLocalTimeAndParseWithoutRangeCheck) {
     dateTime.hour = 7;
     ASSERT_TRUE(BasicTool::getDateByDateString("2024-03-05", dateTime));
     EXPECT_EQ(7, dateTime.hour);  // only the date is touched
-    EXPECT_EQ("2024-03-05", BasicTool::getDateString(dateTime));
+    EXPECT_EQ(5, dateTime.day);
     EXPECT_FALSE(BasicTool::getDateByDateString("empty", dateTime));
-    EXPECT_TRUE(BasicTool::isInCondition("2024-01-01", "1970-01-01", "2024-01-01"));
-    EXPECT_FALSE(BasicTool::isInCondition("2024-01-02", "1970-01-01", "2024-01-01"));
+    EXPECT_FALSE(BasicTool::isInCondition("2024-01-02", "1970-01-01", "2024-01-01"));  // before the first day
     EXPECT_TRUE(BasicTool::isInCondition("2024-01-01", "2024-01-03", "2024-01-03"));
-    EXPECT_FALSE(BasicTool::isInCondition("2024-01-01", "2024-01-03", "2024-01-04"));
 }
 
-TEST_F(BasicToolTest, ByteOrderOfBothCodecs) {
+// The little-endian coder is checked byte for byte by the index format tests.
+TEST_F(BasicToolTest, BigEndianCoderAndNoSignExtensionBelowFourBytes) {
     unsigned char bytes[8] = {};
-    BasicTool::toBytes(bytes, 0x01020304, 4);
-    EXPECT_EQ(0x01, bytes[0]);
-    EXPECT_EQ(0x01020304, BasicTool::toInt(bytes, 4));
-    BasicTool::toBytesLE(bytes, 0x0102030405060708LL, 8);
-    EXPECT_EQ(0x08, bytes[0]);
-    EXPECT_EQ(0x01, bytes[7]);
-    EXPECT_EQ(0x0102030405060708LL, BasicTool::toLongLE(bytes, 8));
+    BasicTool::toBytes(bytes, -2, 4);
+    EXPECT_EQ((std::vector<int>{0xFF, 0xFF, 0xFF, 0xFE}), std::vector<int>(bytes, bytes + 4));
+    EXPECT_EQ(-2, BasicTool::toInt(bytes, 4));
     BasicTool::toBytesLE(bytes, -2, 2);
-    EXPECT_EQ(0xFFFE, BasicTool::toIntLE(bytes, 2));  // no sign extension below 4 bytes
-    BasicTool::toBytes(bytes, -1, 4);
-    EXPECT_EQ(-1, BasicTool::toInt(bytes, 4));
+    EXPECT_EQ(0xFFFE, BasicTool::toIntLE(bytes, 2));
 }
 
 // A record tree on a real folder, listed through the host's disk manager.
@@ -146,16 +134,11 @@ TEST_F(BasicToolTest, TreeListsMatchDevicesAndDatesInTheWindow) {
               devices("", "", -1));
     EXPECT_EQ((Names{"NVR_192.168.1.5_1", "NVR_192.168.1.5_2"}), devices("", "192.168.1.5", -1));
     EXPECT_EQ((Names{"CMS_fe80--1_1", "NVR_192.168.1.5_1", "NVR_192.168.1.6_1"}), devices("", "", 1));
-    EXPECT_TRUE(devices("IPC", "", -1).empty());
     // A full key is built and only tested for existence.
     EXPECT_EQ((Names{"CMS_fe80--1_1"}), devices("CMS", "fe80::1", 1));
     EXPECT_TRUE(devices("NVR", "192.168.1.5", 9).empty());
     EXPECT_EQ((Names{"2024-01-01", "2024-01-02", "2024-01-05"}), dates("1970-01-01", "1970-01-01"));
     EXPECT_EQ((Names{"2024-01-02"}), dates("2024-01-02", "2024-01-04"));
-    EXPECT_EQ((Names{"2024-01-02", "2024-01-05"}), dates("2024-01-02", "1970-01-01"));
-    Names dates2 = dates("1970-01-01", "1970-01-01");
-    BasicTool::sort(dates2, false);
-    EXPECT_EQ("2024-01-05", dates2.front());
 
     info.setRecordRootDir(temp.path("nodisk"));
     Names list;

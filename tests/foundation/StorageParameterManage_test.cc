@@ -8,16 +8,12 @@
 
 namespace {
 
-using Getter = int (StorageParameterManage::*)() const;
-
 // Every key of the file: its getter, its default and a value to read.
 struct Key {
     char const* name;
-    Getter getter;
-    int nDefault;
-    int nRead;
-};
-Key const kKeys[] = {
+    int (StorageParameterManage::*getter)() const;
+    int nDefault, nRead;
+} const kKeys[] = {
     {"StorageThreadMaxManagerNumber", &StorageParameterManage::getRecordServiceThreadMaxManageNum, 1, 4},
     {"StorageThreadRunTimeInterval", &StorageParameterManage::getRecordServiceThreadRunTimeInterval, 1000, 250},
     {"RecordFileUsePercent", &StorageParameterManage::getRecordFileUsePercent, 100, 250},  // no range checks
@@ -33,7 +29,6 @@ class StorageParameterManageTest : public ::testing::Test {
 protected:
     void SetUp() override { params()->resetStorageParameter(); }
     void TearDown() override { params()->resetStorageParameter(); }
-
     static StorageParameterManage* params() { return StorageParameterManage::getInstance(); }
     static int get(Key const& key) { return (params()->*key.getter)(); }
 
@@ -51,10 +46,11 @@ protected:
 
 TEST_F(StorageParameterManageTest, MissingFileKeepsDefaultsAndEveryKeyIsReadAndPrinted) {
     EXPECT_FALSE(params()->initStorageParameter());
-    for (Key const& key : kKeys) EXPECT_EQ(key.nDefault, get(key)) << key.name;
-    EXPECT_FALSE(params()->getKeepSceneFlag());
     std::string text;
-    for (Key const& key : kKeys) text += std::string(key.name) + "=" + std::to_string(key.nRead) + "\n";
+    for (Key const& key : kKeys) {
+        EXPECT_EQ(key.nDefault, get(key)) << key.name;
+        text += std::string(key.name) + "=" + std::to_string(key.nRead) + "\n";
+    }
     std::string const printed = load(text);
     for (Key const& key : kKeys) {
         EXPECT_EQ(key.nRead, get(key)) << key.name;
@@ -68,8 +64,7 @@ TEST_F(StorageParameterManageTest, AbsentOrBrokenKeysLeaveValuesAlone) {
     EXPECT_EQ(80, params()->getRecordFileUsePercent());
     EXPECT_EQ(2000, params()->getIndexReadTimeout());
     EXPECT_TRUE(params()->getKeepSceneFlag());  // not a key of the file
-    // A second read without the key keeps what the first one set.
-    load("TSPrintInterval=5\nDiskReferenceCountLimit=2\n");
+    load("TSPrintInterval=5\nDiskReferenceCountLimit=2\n");  // a second read keeps what the first set
     EXPECT_EQ(80, params()->getRecordFileUsePercent());
     EXPECT_EQ(5, params()->getTSFrameQueuePrintInterval());
     RecordDiskInfoEx disk;  // the limit reaches the disk records

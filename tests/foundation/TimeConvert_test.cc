@@ -47,15 +47,8 @@ TEST_F(TimeConvertTest, NameTimeRoundTripsInLocalTimeAndRefusesMalformedText) {
 }
 
 TEST_F(TimeConvertTest, DifferenceOnlyWithinOneMonth) {
-    OVDateTime a;
-    a.year = 2024;
-    a.month = 2;
-    a.day = 28;
-    a.hour = 23;
-    OVDateTime b = a;
-    b.day = 29;
-    b.hour = 1;
-    b.second = 5;
+    OVDateTime a{2024, 2, 28, 23};
+    OVDateTime b{2024, 2, 29, 1, 0, 5};
     EXPECT_EQ(2 * 3600 + 5, TimeConvert::timeDiff(a, b));
     EXPECT_EQ(-(2 * 3600 + 5), TimeConvert::timeDiff(b, a));
     EXPECT_FALSE(TimeConvert::isSameMonth(kLastSecondOf2023, kLastSecondOf2023 + 1));

@@ -27,12 +27,6 @@ protected:
     std::deque<std::string> m_paths;
 };
 
-class NameCollector : public IFileScanAction {
-public:
-    void doAction(char const* fileName) override { m_names.push_back(fileName); }
-    Names m_names;
-};
-
 TEST_F(DiskManagerTest, BornFilesAreExactAllocatedAndReplaceOldOnes) {
     long long const size = 0x80000 + 3;
     EXPECT_NE(0, m_disk.createSizedFile(at("pool/00001"), size, 0));  // folder missing
@@ -60,9 +54,6 @@ TEST_F(DiskManagerTest, ListsFilterSortAndLimit) {
     EXPECT_EQ(2, m_disk.getFileList(at(""), list, "", 2));
     EXPECT_EQ((Names{"kept", "1_y", "2_x"}), list);
     EXPECT_LT(m_disk.getFileList(at("missing"), list, nullptr, 0), 0);
-    NameCollector collector;
-    EXPECT_EQ(2, m_disk.scanFiles(at(""), &collector, "*_*"));
-    EXPECT_EQ((Names{"1_y", "2_x"}), collector.m_names);
 }
 
 TEST_F(DiskManagerTest, FolderAndFileOperationsAnswerTheirCodes) {
@@ -97,8 +88,7 @@ TEST_F(DiskManagerTest, FolderAndFileOperationsAnswerTheirCodes) {
     long long total = -1;
     long long used = -1;
     ASSERT_EQ(0, m_disk.getDiskSpace(at(""), total, used));
-    EXPECT_GT(total, 0);
-    EXPECT_LE(used, total);
+    EXPECT_LT(used, total);
     EXPECT_NE(0, m_disk.getDiskSpace(at("missing"), total, used));
 }
 

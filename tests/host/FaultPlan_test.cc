@@ -5,11 +5,8 @@
 #include <memory>
 
 #include "foundation/OVRuntimeError.h"
-#include "host/DiskManagerFactory.h"
-#include "host/FileFactory.h"
 #include "tests/support/FaultInjectingDiskManager.h"
 #include "tests/support/FaultInjectingFile.h"
-#include "tests/support/FaultInjection.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -71,7 +68,7 @@ TEST_F(FaultPlanTest, PowerCutKeepsTheLastFlushOfEveryFileAndFollowsRenames) {
     EXPECT_EQ("kept", m_dir.readFile("renamed"));
 }
 
-TEST_F(FaultPlanTest, VanishedDiskFailsEverythingUntilRestored) {
+TEST_F(FaultPlanTest, VanishedOrFullDiskFailsUntilRestored) {
     auto file = openFile("f");
     FaultInjectingDiskManager disk(m_pPlan);
     m_pPlan->vanish();
@@ -88,9 +85,16 @@ TEST_F(FaultPlanTest, VanishedDiskFailsEverythingUntilRestored) {
     m_pPlan->restore();
     EXPECT_EQ(1, file->write("x", 1));
     EXPECT_EQ(1, disk.isFileExist(m_dir.path("f").c_str()));
+    m_pPlan->setDiskFull(true);
+    EXPECT_EQ(-1, file->write("x", 1));
+    EXPECT_NE(0, disk.createSizedFile(m_dir.path("s").c_str(), 10, 0));
+    long long total = 0;
+    long long used = 0;
+    ASSERT_EQ(0, disk.getDiskSpace(m_dir.root().c_str(), total, used));
+    EXPECT_EQ(total, used);
 }
 
-TEST_F(FaultPlanTest, CountedDiskFaultsAndAFullDisk) {
+TEST_F(FaultPlanTest, CountedDiskFaultsHitTheNthCall) {
     FaultInjectingDiskManager disk(m_pPlan);
     m_pPlan->failCreateSizedFileAt(2);
     EXPECT_EQ(0, disk.createSizedFile(m_dir.path("1").c_str(), 100, 0));
@@ -103,29 +107,6 @@ TEST_F(FaultPlanTest, CountedDiskFaultsAndAFullDisk) {
     EXPECT_EQ(0, disk.createDir(m_dir.path("d").c_str()));
     EXPECT_NE(0, disk.createDir(m_dir.path("d").c_str()));
 
-    auto file = openFile("f");
-    m_pPlan->setDiskFull(true);
-    EXPECT_EQ(-1, file->write("x", 1));
-    EXPECT_NE(0, disk.createSizedFile(m_dir.path("s").c_str(), 10, 0));
-    long long total = 0;
-    long long used = 0;
-    ASSERT_EQ(0, disk.getDiskSpace(m_dir.root().c_str(), total, used));
-    EXPECT_EQ(total, used);
-}
-
-TEST_F(FaultPlanTest, InstallingAPlanReplacesBothFactoriesForItsLifetime) {
-    IDiskManager* const real = DiskManagerFactory::getDiskManager(1, 0);
-    {
-        FaultInjection faults(m_pPlan);
-        SafePointer<IFile> file = FileFactory::createFileEx(1, 0, 1);
-        EXPECT_NE(nullptr, dynamic_cast<FaultInjectingFile*>(file.get()));
-        EXPECT_NE(nullptr, dynamic_cast<FaultInjectingDiskManager*>(DiskManagerFactory::getDiskManager(4, 0)));
-        faults.plan().failOpenAt(1);
-        EXPECT_FALSE(file->open(m_dir.path("x").c_str(), IFile::kModeReadWrite));
-    }
-    SafePointer<IFile> file = FileFactory::createFile(1, 0);
-    EXPECT_EQ(nullptr, dynamic_cast<FaultInjectingFile*>(file.get()));
-    EXPECT_EQ(real, DiskManagerFactory::getDiskManager(1, 0));
 }
 
 }  // namespace

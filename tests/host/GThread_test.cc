@@ -21,9 +21,8 @@ bool waitUntil(Predicate predicate) {
 // Rounds up to m_nThrows throw; the round numbered m_nStopAfter answers 0.
 struct Worker {
     int body() {
-        int const run = ++m_nRuns;
-        if (run <= m_nThrows) throw std::runtime_error("bad round");
-        return run >= m_nStopAfter ? 0 : 1;
+        if (++m_nRuns <= m_nThrows) throw std::runtime_error("bad round");
+        return m_nRuns >= m_nStopAfter ? 0 : 1;
     }
     int before() { return ++m_nBefore; }
     int after() { return ++m_nAfter; }

@@ -14,8 +14,8 @@ TEST(SySystemTest, AnswersTheExitStatusOfTheShell) {
     EXPECT_EQ(3, sy_system("exit 3", 10));
     EXPECT_EQ(127, sy_system("/no/such/program", 10));
     EXPECT_EQ(-1, sy_system(nullptr, 0));
-    EXPECT_EQ(-1, sy_system("sleep 30", 1));        // killed at the timeout
-    EXPECT_EQ(-1, sy_system("kill -9 $$", 0));      // killed by a signal
+    EXPECT_EQ(-1, sy_system("sleep 30", 1));    // killed at the timeout
+    EXPECT_EQ(-1, sy_system("kill -9 $$", 0));  // killed by a signal
 }
 
 }  // namespace
