@@ -22,7 +22,6 @@ TEST(DeviceDirParserTest, ReadsThePiecesAtTheFirstTwoSeparators) {
     }
     EXPECT_FALSE(parser.parse("NVR_192.168.1.5"));
     EXPECT_FALSE(parser.isParsed());  // the earlier parse is forgotten
-    EXPECT_EQ("", parser.getDeviceIP());
     EXPECT_EQ(-1, parser.getCameraId());
     EXPECT_FALSE(parser.parse(nullptr));
 }

@@ -21,8 +21,7 @@ TEST(RecordDiskInfoExTest, ReferenceNeverGoesBelowZeroAndLimitIsInclusive) {
 }
 
 TEST(RecordDirInfoExTest, SameRootIsSameDirectoryAndSizesConvertTruncating) {
-    RecordDirInfoEx a;
-    RecordDirInfoEx b;
+    RecordDirInfoEx a, b;
     a.setRecordRootDir("/mnt/sdb1");
     b.setRecordRootDir("/mnt/sdb1");
     a.setFreeSpace(1048575);

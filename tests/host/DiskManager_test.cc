@@ -85,8 +85,7 @@ TEST_F(DiskManagerTest, FolderAndFileOperationsAnswerTheirCodes) {
     EXPECT_TRUE(m_disk.deleteFile(at("f")));
     EXPECT_FALSE(m_disk.deleteFile(at("f")));
 
-    long long total = -1;
-    long long used = -1;
+    long long total = -1, used = -1;
     ASSERT_EQ(0, m_disk.getDiskSpace(at(""), total, used));
     EXPECT_LT(used, total);
     EXPECT_NE(0, m_disk.getDiskSpace(at("missing"), total, used));

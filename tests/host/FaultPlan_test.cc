@@ -88,8 +88,7 @@ TEST_F(FaultPlanTest, VanishedOrFullDiskFailsUntilRestored) {
     m_pPlan->setDiskFull(true);
     EXPECT_EQ(-1, file->write("x", 1));
     EXPECT_NE(0, disk.createSizedFile(m_dir.path("s").c_str(), 10, 0));
-    long long total = 0;
-    long long used = 0;
+    long long total = 0, used = 0;
     ASSERT_EQ(0, disk.getDiskSpace(m_dir.root().c_str(), total, used));
     EXPECT_EQ(total, used);
 }

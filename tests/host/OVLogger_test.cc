@@ -30,7 +30,11 @@ TEST(OVLoggerTest, RotatesAtTheLimitKeepingTheFileCount) {
     EXPECT_FALSE(dir.exists("one.log.1"));
 }
 
-TEST(OVLoggerTest, LineFormatAndSilentFailures) {
+TEST(OVLoggerTest, LineFormatsSilentFailuresAndNamedLogsUnderTheRoot) {
+    HostRootGuard root;
+    Logger::writeLog("RecordIOError", "disk failed", "/a/b/Writer.cc", 17);
+    std::string const named = TempDir::readWhole(root.root() + "/mnt/mtd/log/RecordIOError.log");
+    EXPECT_EQ(20u, named.find("RecordIOError: disk failed (Writer.cc:17)\n")) << named;
     TempDir dir;
     OVLogger logger;
     logger.init(dir.path("f.log").c_str(), 0, 1);
@@ -47,13 +51,6 @@ TEST(OVLoggerTest, LineFormatAndSilentFailures) {
     EXPECT_FALSE(logger.init("/proc/forbidden/x.log", 10, 2));
     logger.writeLog("k", "still nothing", nullptr, 0, 0);
     EXPECT_EQ(text, dir.readFile("f.log"));  // the failed init let go of the old file
-}
-
-TEST(LoggerTest, WritesUnderTheMovedLogFolder) {
-    HostRootGuard root;
-    Logger::writeLog("RecordIOError", "disk failed", "/a/b/Writer.cc", 17);
-    std::string const text = TempDir::readWhole(root.root() + "/mnt/mtd/log/RecordIOError.log");
-    EXPECT_EQ(20u, text.find("RecordIOError: disk failed (Writer.cc:17)\n")) << text;
 }
 
 }  // namespace

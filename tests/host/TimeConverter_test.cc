@@ -60,10 +60,14 @@ TEST_F(LocalTimeTest, HostClockShiftMovesEveryReadingButNoMeasurement) {
     double wall = OVTime::getSeconds();
     double up = OVTime::getUpTime();
     PerformanceTest test;
+    for (int i = 0; i < 1000; ++i) {  // back to back, below the clock's grain: still 1
+        test.begin();
+        test.end();
+        ASSERT_GE(test.getWasteTime(), 1);
+    }
     test.begin();
     HostClock::shift(86400.5);
     test.end();
-    EXPECT_GE(test.getWasteTime(), 1);                  // never zero
     EXPECT_LT(test.getWasteTime(), 3600LL * 1000000);  // microseconds: the shift did not reach it
     EXPECT_GE(OrvaneTime::currentTime().getSeconds() - before.getSeconds(), 86400);
     EXPECT_GE(OVTime::getSeconds() - wall, 86400.5);

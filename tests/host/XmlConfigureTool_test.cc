@@ -14,7 +14,7 @@ TEST(XmlConfigureToolTest, WrittenTreeReadsBackInOrderWithEscapes) {
         XmlConfigureTool tool;
         ASSERT_TRUE(tool.open(file, 0, XmlConfigureTool::CREATE));
         tool.setRootNodeName("DataVersionInfoConfigure");
-        for (double value : {2.0, 0.1}) {
+        for (double value : {2.0, 0.1 + 0.2}) {
             XmlConfigureNode version("DataVersion", 0);
             version.setProperty("Value", value);
             version.setProperty("quote", "a\"b'c<d>&e");
@@ -32,7 +32,7 @@ TEST(XmlConfigureToolTest, WrittenTreeReadsBackInOrderWithEscapes) {
     ASSERT_EQ(2, tool.getConfigNodeList("DataVersion", versions));
     double value = 0;
     EXPECT_TRUE(versions[1].getProperty("Value", value));
-    EXPECT_EQ(0.1, value);  // exact round trip of the double
+    EXPECT_EQ(0.1 + 0.2, value);  // 0.30000000000000004: every digit of the double
     std::string text;
     EXPECT_TRUE(versions[0].getProperty("quote", text));
     EXPECT_EQ("a\"b'c<d>&e", text);
