@@ -115,7 +115,7 @@ int parse(int argc, char** argv, Options& options) {
             rest.push_back(arg);
             continue;
         }
-        if (i + 1 >= argc) {
+        if (i + 1 >= argc || argv[i + 1][0] == '\0') {
             fail(arg + " needs a value (--help lists the options)");
             return 2;
         }

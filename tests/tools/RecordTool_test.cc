@@ -83,6 +83,7 @@ TEST_F(RecordToolTest, BadInputIsOneLineAndRecordsNothing) {
         {"rec --start 2024-01-01", 2, "--start wants a time \"YYYY-MM-DD HH:MM:SS\", not '2024-01-01'"},
         {"rec --start '2024-02-30 12:00:00'", 2, "--start wants a time"},
         {"rec --seconds", 2, "--seconds needs a value"},
+        {"rec --video ''", 2, "--video needs a value"},
         {"rec --frames 3", 2, "unknown option --frames"},
         {"", 2, "wants TESTDATA_DIR and RECORD_DIR"},
         {"rec --video .", 1, "cannot read the video .: it is a folder"},
