@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "host/GlobalEnv.h"
 #include "host/HostPaths.h"
+#include "host/Logger.h"
 #include "host/Property.h"
 
 char const* const FrameQueueSizeManager::kConfigFileName = "TSFrameQueueConfig.ini";
@@ -23,7 +25,10 @@ int FrameQueueSizeManager::getTSFrameQueueSizeByConfig(std::string const& key) {
     std::string const file = getConfigFileName();
     Property property(file);
     if (!property.open()) {
-        std::printf("open %s failed \n", file.c_str());
+        // The file is optional, and every channel's queue asks: the log, not the console.
+        std::string const text = "open " + file + " failed ";
+        Logger::writeLog("FrameQueueConfig", text.c_str(), nullptr, 0);
+        if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s\n", text.c_str());
         return kDefaultQueueSize;
     }
     int nSize = 0;

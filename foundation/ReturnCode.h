@@ -53,4 +53,8 @@ enum RecordReturnCode {
     OV_RECORD_CREATE_FILE_FAILED = -771,
 };
 
+// The enumerator's name of a failure code ("OV_RECORD_HD_NO_FILE" for -759),
+// for messages; null for 0 and for any number that is not in the table.
+char const* getReturnCodeName(int nCode);
+
 #endif

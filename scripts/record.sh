@@ -9,6 +9,8 @@
 #                          the same one scripts/test.sh uses for its native build
 #   RECSTORE_TESTDATA_DIR  shipped streams (default <repo>/../shared/testdata)
 #   RECSTORE_RUN_DIR       run folder (default <build folder>/record-run, emptied first)
+#   RECSTORE_KEEP_RUN=1    keep what the run folder holds, so that a run with a
+#                          later --start continues the last one's day
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -45,7 +47,7 @@ if [ -z "$BIN" ]; then
   exit 1
 fi
 
-rm -rf "$RUN_DIR"
+if [ "${RECSTORE_KEEP_RUN:-0}" != 1 ]; then rm -rf "$RUN_DIR"; fi
 mkdir -p "$RUN_DIR"
 export RECSTORE_ROOT="$RUN_DIR"
 echo "record: $BIN $TESTDATA $RUN_DIR $*"

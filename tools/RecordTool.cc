@@ -4,16 +4,16 @@
 // Then reads the day's index back and prints, per channel, the time
 // segments it finds and a check of the record files' TS data.
 //
-//   recstore_record [options] TESTDATA_DIR RECORD_DIR
-//     --channels N      channels to record (default 4)
-//     --seconds S       simulated seconds per channel (default 120)
-//     --video FILE      H.264 Annex B stream (default TESTDATA_DIR/hd25_gop25_10s.h264)
-//     --audio FILE      G.711 A-law stream, "none" for none (default TESTDATA_DIR/tone8k_20s.alaw)
-//     --file-mib M      size of a record file in MiB (default 16)
-//     --width W --height H  picture size of the video (default 1280x720)
+// Exit status: 0 when every channel recorded and every record file read back
+// whole; 1 when a channel recorded nothing, had blocks fail or read back
+// broken, or an input could not be read; 2 for a malformed command line.
+// Each failure is one line on standard error.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,11 +21,12 @@
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/BasicTool.h"
 #include "foundation/FrameQueueSizeManager.h"
+#include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
+#include "host/FileFactory.h"
 #include "host/HostClock.h"
 #include "host/HostPaths.h"
 #include "host/IFile.h"
-#include "host/FileFactory.h"
 #include "host/TimeConverter.h"
 #include "index/RecordIndexFileParserEx.h"
 #include "index/RecordIndexParserImplEx.h"
@@ -36,12 +37,28 @@
 
 namespace {
 
-constexpr long long kStart = 1704110400;  // 2024-01-01 12:00:00 UTC
 constexpr int kPacket = 188;
+constexpr char kDefaultStart[] = "2024-01-01 12:00:00";
+
+char const kUsage[] =
+    "usage: recstore_record [options] TESTDATA_DIR RECORD_DIR\n"
+    "  --channels N      channels to record, 1 to 256 (default 4)\n"
+    "  --seconds S       simulated seconds per channel, 1 to 86400 (default 120)\n"
+    "  --start TIME      \"YYYY-MM-DD HH:MM:SS\", local time of the first frame\n"
+    "                    (default \"2024-01-01 12:00:00\"); a later start into the\n"
+    "                    same RECORD_DIR continues its timeline\n"
+    "  --video FILE      H.264 Annex B stream (default TESTDATA_DIR/hd25_gop25_10s.h264)\n"
+    "  --audio FILE      G.711 A-law stream, or none (default TESTDATA_DIR/tone8k_20s.alaw)\n"
+    "  --file-mib M      size of a record file in MiB, 1 to 2048 (default 16)\n"
+    "  --width W         picture width, 16 to 8192 (default 1280)\n"
+    "  --height H        picture height, 16 to 8192 (default 720)\n"
+    "Records into RECORD_DIR/disk1; logs go to RECORD_DIR/mnt/mtd/log unless\n"
+    "RECSTORE_ROOT names another root.\n";
 
 struct Options {
     int nChannels = 4;
     int nSeconds = 120;
+    unsigned long nStart = 0;
     std::string strVideo;
     std::string strAudio;
     long long nFileBytes = 16LL << 20;
@@ -51,35 +68,114 @@ struct Options {
     std::string strRecordDir;
 };
 
-void usage() {
-    std::fprintf(stderr,
-                 "usage: recstore_record [--channels N] [--seconds S] [--video FILE] [--audio FILE|none]\n"
-                 "                       [--file-mib M] [--width W] [--height H] TESTDATA_DIR RECORD_DIR\n");
+void fail(std::string const& text) { std::fprintf(stderr, "recstore_record: %s\n", text.c_str()); }
+
+// Digits only, no sign, no blanks: "99999999999" must not wrap into range.
+bool parseNumber(char const* text, long long low, long long high, long long& value) {
+    if (*text == '\0' || std::strlen(text) > 12) return false;
+    long long number = 0;
+    for (char const* p = text; *p != '\0'; ++p) {
+        if (*p < '0' || *p > '9') return false;
+        number = number * 10 + (*p - '0');
+    }
+    if (number < low || number > high) return false;
+    value = number;
+    return true;
 }
 
-bool parse(int argc, char** argv, Options& options) {
+// Exactly "YYYY-MM-DD HH:MM:SS", a real date and time, in local time.
+bool parseStart(char const* text, unsigned long& seconds) {
+    OVDateTime time;
+    return std::strlen(text) == 19 && TimeConverter::getSTDate(text, time) &&
+           TimeConverter::strToLong(text, seconds);
+}
+
+// 0 on success; else the exit status, with the one line already written.
+int parse(int argc, char** argv, Options& options) {
+    struct Number {
+        char const* name;
+        long long low;
+        long long high;
+        long long value;
+    };
+    Number numbers[] = {{"--channels", 1, 256, options.nChannels},
+                        {"--seconds", 1, 86400, options.nSeconds},
+                        {"--file-mib", 1, 2048, options.nFileBytes >> 20},
+                        {"--width", 16, 8192, options.nWidth},
+                        {"--height", 16, 8192, options.nHeight}};
+    std::string start = kDefaultStart;
     std::vector<std::string> rest;
     for (int i = 1; i < argc; ++i) {
-        std::string arg = argv[i];
-        auto value = [&]() -> char const* { return i + 1 < argc ? argv[++i] : nullptr; };
-        char const* v = nullptr;
-        if (arg == "--channels" && (v = value())) options.nChannels = std::atoi(v);
-        else if (arg == "--seconds" && (v = value())) options.nSeconds = std::atoi(v);
-        else if (arg == "--video" && (v = value())) options.strVideo = v;
-        else if (arg == "--audio" && (v = value())) options.strAudio = v;
-        else if (arg == "--file-mib" && (v = value())) options.nFileBytes = std::atoll(v) << 20;
-        else if (arg == "--width" && (v = value())) options.nWidth = std::atoi(v);
-        else if (arg == "--height" && (v = value())) options.nHeight = std::atoi(v);
-        else if (!arg.empty() && arg[0] == '-') return false;
-        else rest.push_back(arg);
+        std::string const arg = argv[i];
+        if (arg == "--help" || arg == "-h") {
+            std::fputs(kUsage, stdout);
+            return -1;
+        }
+        if (arg.size() < 2 || arg.compare(0, 2, "--") != 0) {
+            rest.push_back(arg);
+            continue;
+        }
+        if (i + 1 >= argc || argv[i + 1][0] == '\0') {
+            fail(arg + " needs a value (--help lists the options)");
+            return 2;
+        }
+        char const* value = argv[++i];
+        bool known = true;
+        if (arg == "--video") options.strVideo = value;
+        else if (arg == "--audio") options.strAudio = value;
+        else if (arg == "--start") start = value;
+        else known = false;
+        for (Number& number : numbers) {
+            if (arg != number.name) continue;
+            known = true;
+            if (!parseNumber(value, number.low, number.high, number.value)) {
+                fail(arg + " wants a whole number from " + std::to_string(number.low) + " to " +
+                     std::to_string(number.high) + ", not '" + value + "'");
+                return 2;
+            }
+        }
+        if (!known) {
+            fail("unknown option " + arg + " (--help lists the options)");
+            return 2;
+        }
     }
-    if (rest.size() != 2 || options.nChannels < 1 || options.nSeconds < 1 || options.nFileBytes < (1 << 20))
-        return false;
+    if (rest.size() != 2) {
+        fail("wants TESTDATA_DIR and RECORD_DIR (--help for usage)");
+        return 2;
+    }
+    if (!parseStart(start.c_str(), options.nStart)) {
+        fail("--start wants a time \"YYYY-MM-DD HH:MM:SS\", not '" + start + "'");
+        return 2;
+    }
+    options.nChannels = static_cast<int>(numbers[0].value);
+    options.nSeconds = static_cast<int>(numbers[1].value);
+    options.nFileBytes = numbers[2].value << 20;
+    options.nWidth = static_cast<int>(numbers[3].value);
+    options.nHeight = static_cast<int>(numbers[4].value);
     options.strTestData = rest[0];
     options.strRecordDir = rest[1];
     if (options.strVideo.empty()) options.strVideo = options.strTestData + "/hd25_gop25_10s.h264";
     if (options.strAudio.empty()) options.strAudio = options.strTestData + "/tone8k_20s.alaw";
+    return 0;
+}
+
+// A stream file that can be read as a whole; else false with the line written.
+bool checkReadable(char const* what, std::string const& path) {
+    if (DiskManagerFactory::getDiskManager(1, 0)->isDirExist(path.c_str()) != 0) {
+        fail(std::string("cannot read the ") + what + " " + path + ": it is a folder");
+        return false;
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        fail(std::string("cannot read the ") + what + " " + path + ": " + std::strerror(errno));
+        return false;
+    }
     return true;
+}
+
+std::string codeText(int code) {
+    char const* name = getReturnCodeName(code);
+    return std::to_string(code) + " " + (name != nullptr ? name : "(no name)");
 }
 
 // One recorder channel: its queue and its session.
@@ -90,6 +186,8 @@ struct Channel {
     long long nBytes = 0;
     int nRefused = 0;
     int nFailed = 0;
+    int nLastRefusal = 0;
+    int nLastFailure = 0;
 
     // What the host's recording loop does: every block that is ready goes
     // to the session.
@@ -98,13 +196,36 @@ struct Channel {
         while (queue->frontAVData(&block)) {
             if (block != nullptr) {
                 int code = storage.write(0, block);
-                if (code == 0) nBytes += block->getDataLength();
-                else if (code == -762) ++nRefused;
-                else ++nFailed;
+                if (code == 0) {
+                    nBytes += block->getDataLength();
+                } else if (code == OV_RECORD_FRAME_REFUSED) {
+                    ++nRefused;
+                    nLastRefusal = code;
+                } else {
+                    ++nFailed;
+                    nLastFailure = code;
+                }
                 block = nullptr;
             }
             queue->popAVData();
         }
+    }
+
+    // The line that tells why this channel failed; empty when it did not.
+    std::string failure() const {
+        std::string const head = "channel " + std::to_string(nCamera) + ": ";
+        char written[64];
+        std::snprintf(written, sizeof(written), " after %.1f MB were written", nBytes / 1048576.0);
+        if (nFailed > 0) {
+            return head + (nBytes == 0 ? "recorded nothing: " : "") + std::to_string(nFailed) + " block(s) failed" +
+                   (nBytes == 0 ? "" : written) + ", the last with " + codeText(nLastFailure);
+        }
+        if (nBytes > 0) return "";
+        if (nRefused > 0) {
+            return head + "recorded nothing: all " + std::to_string(nRefused) + " block(s) refused with " +
+                   codeText(nLastRefusal);
+        }
+        return head + "recorded nothing: no block came out of the frame queue";
     }
 };
 
@@ -137,19 +258,20 @@ bool isTransportStream(std::string const& path, long long length, long long& pac
     return good;
 }
 
-int readBack(RecordDirInfoEx const& dir, Channel const& channel) {
+// Prints what the index holds for the channel; answers the problem lines.
+std::vector<std::string> readBack(RecordDirInfoEx const& dir, Channel const& channel) {
     std::string deviceDir = BasicTool::getDeviceDirString("NVR", "192.168.1.10", channel.nCamera);
     std::vector<std::string> dates;
     BasicTool::getRecordDateList(dir, BasicTool::kRecordDirName, deviceDir, dates);
     BasicTool::sort(dates, true);
     std::printf("channel %d (%s): %.1f MB written, %d blocks refused, %d failed\n", channel.nCamera,
                 deviceDir.c_str(), channel.nBytes / 1048576.0, channel.nRefused, channel.nFailed);
-    int problems = 0;
+    std::vector<std::string> problems;
+    std::string const head = "channel " + std::to_string(channel.nCamera) + ": ";
     for (std::string const& date : dates) {
         RecordIndexFileParserEx parser;
         if (parser.open(dir, date, deviceDir, 0, 0) != 1) {
-            std::printf("  %s: index cannot be opened\n", date.c_str());
-            ++problems;
+            problems.push_back(head + "the index of " + date + " cannot be opened");
             continue;
         }
         RecordQueryResult result;
@@ -192,31 +314,29 @@ int readBack(RecordDirInfoEx const& dir, Channel const& channel) {
             bool good = isTransportStream(file->createRecordFileName(), valid, packets);
             std::printf("  file %s: %lld bytes indexed, %lld TS packets, %s\n", file->getRecordFileName().c_str(),
                         valid, packets, good ? "ok" : "BROKEN");
-            if (!good) ++problems;
+            if (!good) problems.push_back(head + "record file " + file->getRecordFileName() + " is broken");
         }
     }
     return problems;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    Options options;
-    if (!parse(argc, argv, options)) {
-        usage();
-        return 2;
-    }
-    setenv("TZ", "UTC", 0);
-    tzset();
-    if (HostPaths::getRoot().empty()) HostPaths::setRoot(options.strRecordDir);
+int run(Options const& options) {
+    if (!checkReadable("video", options.strVideo)) return 1;
+    if (options.strAudio != "none" && !checkReadable("audio", options.strAudio)) return 1;
 
     TestStreams::VideoOptions videoOptions;
-    videoOptions.nFirstTime = kStart * 1000000;
+    videoOptions.nFirstTime = static_cast<long long>(options.nStart) * 1000000;
     videoOptions.nWidth = options.nWidth;
     videoOptions.nHeight = options.nHeight;
     std::vector<AVData> video = TestStreams::readH264(options.strVideo, videoOptions);
     if (video.empty()) {
-        std::fprintf(stderr, "recstore_record: no H.264 frames in %s\n", options.strVideo.c_str());
+        fail("no H.264 frames in " + options.strVideo);
+        return 1;
+    }
+    bool bIdr = false;
+    for (AVData const& frame : video) bIdr = bIdr || frame.getFrameType() == 1;
+    if (!bIdr) {
+        fail("no IDR frame in " + options.strVideo + ": a record file begins only on one");
         return 1;
     }
     std::vector<AVData> audio;
@@ -224,6 +344,10 @@ int main(int argc, char** argv) {
         TestStreams::AudioOptions audioOptions;
         audioOptions.nFirstTime = videoOptions.nFirstTime;
         audio = TestStreams::readALaw(options.strAudio, audioOptions);
+        if (audio.empty()) {
+            fail("no G.711 A-law frame in " + options.strAudio + " (--audio none records without sound)");
+            return 1;
+        }
     }
     // The streams repeat as one loop of the video's length.
     long long loopLength = (video.back().getTimeStamp() - video.front().getTimeStamp()) + videoOptions.nStep;
@@ -235,6 +359,7 @@ int main(int argc, char** argv) {
     dir.setRecordDiskName("disk1");
     dir.setDiskType(1);
     dir.setFileSegmentSize(options.nFileBytes);
+    // A folder that cannot be made is left for the engine to refuse, channel by channel.
     DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({dir});
 
@@ -253,10 +378,12 @@ int main(int argc, char** argv) {
         channels.push_back(std::move(channel));
     }
 
-    std::printf("recording %d channel(s) of %s for %d simulated seconds into %s\n", options.nChannels,
-                options.strVideo.c_str(), options.nSeconds, dir.getRecordRootDir().c_str());
-    long long end = kStart * 1000000 + static_cast<long long>(options.nSeconds) * 1000000;
-    long long lastSecond = kStart;
+    long long const start = static_cast<long long>(options.nStart);
+    std::printf("recording %d channel(s) of %s for %d simulated seconds from %s into %s\n", options.nChannels,
+                options.strVideo.c_str(), options.nSeconds, clock(options.nStart).c_str(),
+                dir.getRecordRootDir().c_str());
+    long long end = (start + options.nSeconds) * 1000000;
+    long long lastSecond = start;
     for (long long loop = 0;; ++loop) {
         bool done = false;
         for (AVData const& source : frames) {
@@ -278,10 +405,10 @@ int main(int argc, char** argv) {
             if (second != lastSecond) {
                 HostClock::shift(static_cast<double>(second - lastSecond));
                 lastSecond = second;
-                if ((second - kStart) % 10 == 0) {
+                if ((second - start) % 10 == 0) {
                     long long bytes = 0;
                     for (std::unique_ptr<Channel>& channel : channels) bytes += channel->nBytes;
-                    std::printf("  %4lld / %d s recorded, %.1f MB\n", second - kStart, options.nSeconds,
+                    std::printf("  %4lld / %d s recorded, %.1f MB\n", second - start, options.nSeconds,
                                 bytes / 1048576.0);
                     std::fflush(stdout);
                 }
@@ -292,13 +419,35 @@ int main(int argc, char** argv) {
     for (std::unique_ptr<Channel>& channel : channels) channel->storage.close();
 
     std::printf("reading back the index of each channel:\n");
-    int problems = 0;
-    for (std::unique_ptr<Channel> const& channel : channels) problems += readBack(dir, *channel);
-    RecordDiskManagerImpl::getInstance()->clear();
-    if (problems != 0) {
-        std::printf("%d problem(s) found\n", problems);
-        return 1;
+    std::vector<std::string> problems;
+    for (std::unique_ptr<Channel> const& channel : channels) {
+        std::vector<std::string> found = readBack(dir, *channel);
+        std::string const failure = channel->failure();
+        if (!failure.empty()) problems.push_back(failure);
+        problems.insert(problems.end(), found.begin(), found.end());
     }
+    RecordDiskManagerImpl::getInstance()->clear();
+    std::fflush(stdout);
+    for (std::string const& problem : problems) fail(problem);
+    if (!problems.empty()) return 1;
     std::printf("all record files hold whole TS packets up to their indexed length\n");
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Local time is the engine's time for names and dates: UTC unless the caller chose a zone.
+    setenv("TZ", "UTC", 0);
+    tzset();
+    Options options;
+    int const status = parse(argc, argv, options);
+    if (status != 0) return status < 0 ? 0 : status;
+    if (HostPaths::getRoot().empty()) HostPaths::setRoot(options.strRecordDir);
+    try {
+        return run(options);
+    } catch (std::exception const& error) {
+        fail(std::string("stopped: ") + error.what());
+        return 1;
+    }
 }

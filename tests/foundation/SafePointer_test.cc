@@ -20,87 +20,53 @@ struct Derived : Tracked {
     using Tracked::Tracked;
 };
 
-TEST(SafePointerTest, IndependentPointersToOneObjectShareTheCount) {
-    std::atomic<int> deaths{0};
-    Tracked* raw = new Tracked(&deaths);
-    {
-        SafePointer<Tracked> first(raw);
-        SafePointer<Tracked> second(raw);
-        EXPECT_EQ(2, first.useCount());
-        EXPECT_EQ(first.refCount(), second.refCount());
-        first.reset();
-        EXPECT_EQ(0, deaths.load());
-        EXPECT_EQ(7, second->value);
+// The text of the OVRuntimeError that `action` raises; "" if none.
+template <typename Action>
+std::string raised(Action action) {
+    try {
+        action();
+    } catch (OVRuntimeError const& error) {
+        return error.what();
     }
-    EXPECT_EQ(1, deaths.load());
+    return "";
 }
 
-TEST(SafePointerTest, CountIsReturnedWhenTheLastPointerGoes) {
+TEST(SafePointerTest, PointersToOneObjectShareOneCountReturnedWithTheLast) {
     std::atomic<int> deaths{0};
-    size_t before = RefCountManager::getInstance().size();
+    size_t const before = RefCountManager::getInstance().size();
+    Derived* raw = new Derived(&deaths);
     {
-        SafePointer<Tracked> one(new Tracked(&deaths));
-        SafePointer<Tracked> copy = one;
+        SafePointer<Derived> first(raw);
+        SafePointer<Derived> second(raw);  // made independently
+        SafePointer<Tracked> base = second;
         SafePointer<Tracked> assigned;
-        assigned = copy;
-        EXPECT_EQ(3, one.useCount());
+        assigned = base;
+        EXPECT_EQ(4, first.useCount());
         EXPECT_EQ(before + 1, RefCountManager::getInstance().size());
+        EXPECT_EQ(raw, assigned.dynamicCast<Derived>().get());
+        first.reset();
+        EXPECT_EQ(0, deaths.load());
+        EXPECT_EQ(7, assigned->value);
     }
     EXPECT_EQ(1, deaths.load());
     EXPECT_EQ(before, RefCountManager::getInstance().size());
 }
 
-TEST(SafePointerTest, BaseAndDerivedPointersShareOneCountAndDeleteOnce) {
-    std::atomic<int> deaths{0};
-    SafePointer<Derived> derived(new Derived(&deaths));
-    {
-        SafePointer<Tracked> base = derived;
-        EXPECT_EQ(2, derived.useCount());
-        SafePointer<Derived> back = base.dynamicCast<Derived>();
-        EXPECT_EQ(derived.get(), back.get());
-        EXPECT_EQ(3, derived.useCount());
-    }
-    EXPECT_EQ(1, derived.useCount());
-    derived.reset();
-    EXPECT_EQ(1, deaths.load());
-}
-
-TEST(SafePointerTest, NullDereferenceRaisesWithTheReportText) {
+TEST(SafePointerTest, MisuseRaisesWithTheReportText) {
     SafePointer<Tracked> empty;
-    try {
-        empty->value = 1;
-        FAIL() << "no exception";
-    } catch (OVRuntimeError const& error) {
-        std::string text = error.what();
-        EXPECT_EQ(0u, text.find("SafePointer Report:"));
-        EXPECT_NE(std::string::npos, text.find(typeid(Tracked).name()));
-        EXPECT_NE(std::string::npos, text.find("Use NULL pointer ->"));
-    }
-    try {
-        (*empty).value = 1;
-        FAIL() << "no exception";
-    } catch (OVRuntimeError const& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("Use NULL pointer *"));
-    }
-}
+    std::string const arrow = raised([&]() { empty->value = 1; });
+    EXPECT_EQ(0u, arrow.find("SafePointer Report:"));
+    EXPECT_NE(std::string::npos, arrow.find(typeid(Tracked).name()));
+    EXPECT_NE(std::string::npos, arrow.find("Use NULL pointer ->"));
+    EXPECT_NE(std::string::npos, raised([&]() { (*empty).value = 1; }).find("Use NULL pointer *"));
 
-TEST(SafePointerTest, CountBrokenFromOutsideIsReported) {
     std::atomic<int> deaths{0};
     Tracked* raw = new Tracked(&deaths);
     SafePointer<Tracked> pointer(raw);
-    RefCountManager::getInstance().returnbackRefCount(raw);
-    try {
-        SafePointer<Tracked> copy = pointer;
-        FAIL() << "no exception";
-    } catch (OVRuntimeError const& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("not valid pointer in inc_reference "));
-    }
-    try {
-        pointer.reset();
-        FAIL() << "no exception";
-    } catch (OVRuntimeError const& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("not valid pointer in dec_reference"));
-    }
+    RefCountManager::getInstance().returnbackRefCount(raw);  // the count broken from outside
+    EXPECT_NE(std::string::npos,
+              raised([&]() { SafePointer<Tracked> copy = pointer; }).find("not valid pointer in inc_reference "));
+    EXPECT_NE(std::string::npos, raised([&]() { pointer.reset(); }).find("not valid pointer in dec_reference"));
     delete raw;
 }
 

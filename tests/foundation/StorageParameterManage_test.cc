@@ -8,12 +8,29 @@
 
 namespace {
 
+// Every key of the file: its getter, its default and a value to read.
+struct Key {
+    char const* name;
+    int (StorageParameterManage::*getter)() const;
+    int nDefault, nRead;
+} const kKeys[] = {
+    {"StorageThreadMaxManagerNumber", &StorageParameterManage::getRecordServiceThreadMaxManageNum, 1, 4},
+    {"StorageThreadRunTimeInterval", &StorageParameterManage::getRecordServiceThreadRunTimeInterval, 1000, 250},
+    {"RecordFileUsePercent", &StorageParameterManage::getRecordFileUsePercent, 100, 250},  // no range checks
+    {"RecordFileUseMode", &StorageParameterManage::getRecordFileUseMode, 1, -1},
+    {"IndexReadTimeout", &StorageParameterManage::getIndexReadTimeout, 2000, 3000},
+    {"RecordReadTimeout", &StorageParameterManage::getRecordReadTimeout, 2000, 4000},
+    {"TSPrintInterval", &StorageParameterManage::getTSFrameQueuePrintInterval, 600, 60},
+    {"DualDiskStoragePolicy", &StorageParameterManage::getDualDiskStoragePolicyFlag, 0, 1},
+    {"DiskReferenceCountLimit", &StorageParameterManage::getDiskReferenceCountLimit, 16, 0},
+};
+
 class StorageParameterManageTest : public ::testing::Test {
 protected:
     void SetUp() override { params()->resetStorageParameter(); }
     void TearDown() override { params()->resetStorageParameter(); }
-
     static StorageParameterManage* params() { return StorageParameterManage::getInstance(); }
+    static int get(Key const& key) { return (params()->*key.getter)(); }
 
     // Writes the file and reads it; answers what was printed.
     std::string load(std::string const& text) {
@@ -27,36 +44,18 @@ protected:
     HostRootGuard m_root{m_temp.root()};
 };
 
-TEST_F(StorageParameterManageTest, MissingFileKeepsDefaults) {
+TEST_F(StorageParameterManageTest, MissingFileKeepsDefaultsAndEveryKeyIsReadAndPrinted) {
     EXPECT_FALSE(params()->initStorageParameter());
-    EXPECT_EQ(1, params()->getRecordServiceThreadMaxManageNum());
-    EXPECT_EQ(1000, params()->getRecordServiceThreadRunTimeInterval());
-    EXPECT_EQ(100, params()->getRecordFileUsePercent());
-    EXPECT_EQ(1, params()->getRecordFileUseMode());
-    EXPECT_EQ(2000, params()->getIndexReadTimeout());
-    EXPECT_EQ(2000, params()->getRecordReadTimeout());
-    EXPECT_EQ(600, params()->getTSFrameQueuePrintInterval());
-    EXPECT_EQ(0, params()->getDualDiskStoragePolicyFlag());
-    EXPECT_EQ(16, params()->getDiskReferenceCountLimit());
-    EXPECT_FALSE(params()->getKeepSceneFlag());
-}
-
-TEST_F(StorageParameterManageTest, EveryKeyIsReadAndPrinted) {
-    std::string const printed = load(
-        "StorageThreadMaxManagerNumber=4\nStorageThreadRunTimeInterval=250\n"
-        "RecordFileUsePercent=250\nRecordFileUseMode=-1\nIndexReadTimeout=3000\n"
-        "RecordReadTimeout=4000\nTSPrintInterval=60\nDualDiskStoragePolicy=1\n"
-        "DiskReferenceCountLimit=0\n");
-    EXPECT_NE(std::string::npos, printed.find("DiskReferenceCountLimit = 0"));
-    EXPECT_EQ(4, params()->getRecordServiceThreadMaxManageNum());
-    EXPECT_EQ(250, params()->getRecordServiceThreadRunTimeInterval());
-    EXPECT_EQ(250, params()->getRecordFileUsePercent());  // no range checks
-    EXPECT_EQ(-1, params()->getRecordFileUseMode());
-    EXPECT_EQ(3000, params()->getIndexReadTimeout());
-    EXPECT_EQ(4000, params()->getRecordReadTimeout());
-    EXPECT_EQ(60, params()->getTSFrameQueuePrintInterval());
-    EXPECT_EQ(1, params()->getDualDiskStoragePolicyFlag());
-    EXPECT_EQ(0, params()->getDiskReferenceCountLimit());
+    std::string text;
+    for (Key const& key : kKeys) {
+        EXPECT_EQ(key.nDefault, get(key)) << key.name;
+        text += std::string(key.name) + "=" + std::to_string(key.nRead) + "\n";
+    }
+    std::string const printed = load(text);
+    for (Key const& key : kKeys) {
+        EXPECT_EQ(key.nRead, get(key)) << key.name;
+        EXPECT_NE(std::string::npos, printed.find(std::string(key.name) + " = " + std::to_string(key.nRead)));
+    }
 }
 
 TEST_F(StorageParameterManageTest, AbsentOrBrokenKeysLeaveValuesAlone) {
@@ -65,21 +64,13 @@ TEST_F(StorageParameterManageTest, AbsentOrBrokenKeysLeaveValuesAlone) {
     EXPECT_EQ(80, params()->getRecordFileUsePercent());
     EXPECT_EQ(2000, params()->getIndexReadTimeout());
     EXPECT_TRUE(params()->getKeepSceneFlag());  // not a key of the file
-    // A second read without the key keeps what the first one set.
-    load("TSPrintInterval=5\n");
+    load("TSPrintInterval=5\nDiskReferenceCountLimit=2\n");  // a second read keeps what the first set
     EXPECT_EQ(80, params()->getRecordFileUsePercent());
     EXPECT_EQ(5, params()->getTSFrameQueuePrintInterval());
-}
-
-TEST_F(StorageParameterManageTest, DiskLimitReachesDiskRecords) {
-    load("DiskReferenceCountLimit=2\n");
-    RecordDiskInfoEx disk;
+    RecordDiskInfoEx disk;  // the limit reaches the disk records
     EXPECT_EQ(16, disk.getReferenceLimit());
     disk.initDiskInfo();
-    disk.increaseReference();
-    EXPECT_FALSE(disk.isOverAccessLimit());
-    disk.increaseReference();
-    EXPECT_TRUE(disk.isOverAccessLimit());
+    EXPECT_EQ(2, disk.getReferenceLimit());
 }
 
 }  // namespace

@@ -6,22 +6,18 @@
 
 namespace {
 
-AVData frame(int streamType, long long timeStamp) {
-    AVData data;
-    data.setESStreamType(streamType);
-    data.setTimeStamp(timeStamp);
-    return data;
-}
-
 TEST(TimeStampCalculatorTest, VideoRunsFromBaseAndAudioRidesOnLastVideo) {
     TimeStampCalculator calculator;
     calculator.start(5000000, 25);
-    AVData frames[] = {frame(2, 123), frame(1, 1000000000), frame(1, 1000040000), frame(2, 1000060000)};
-    EXPECT_EQ(5000000, calculator.getTimeStamp(&frames[0]));  // no video yet: the base
-    EXPECT_EQ(5000000, calculator.getTimeStamp(&frames[1]));
-    EXPECT_EQ(5040000, calculator.getTimeStamp(&frames[2]));
-    EXPECT_EQ(5040000, calculator.getTimeStamp(&frames[3]));
-
+    // Stream type, camera time, result. Audio before any video gets the base.
+    long long const frames[][3] = {{2, 123, 5000000}, {1, 1000000000, 5000000}, {1, 1000040000, 5040000},
+                                   {2, 1000060000, 5040000}};
+    for (auto const& row : frames) {
+        AVData data;
+        data.setESStreamType(static_cast<int>(row[0]));
+        data.setTimeStamp(row[1]);
+        EXPECT_EQ(row[2], calculator.getTimeStamp(&data)) << row[1];
+    }
     // A new run starts on the new base even when the camera's clock went back.
     calculator.start(10000, 25);
     AVDataEX piece;

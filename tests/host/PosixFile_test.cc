@@ -6,8 +6,6 @@
 
 #include <string>
 
-#include "host/FileFactory.h"
-#include "host/NullFile.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -17,19 +15,18 @@ protected:
     TempDir m_dir;
 };
 
-TEST_F(PosixFileTest, ReadOnlyModeNeedsAnExistingFileAndRefusesWrites) {
+TEST_F(PosixFileTest, ModesDecideCreationAndWritesButNeverTruncate) {
     PosixFile file;
     EXPECT_FALSE(file.open(m_dir.path("missing").c_str(), IFile::kModeRead));
+    EXPECT_FALSE(file.open(m_dir.path("x").c_str(), 3));  // unknown mode
+    EXPECT_FALSE(m_dir.exists("x"));
     ASSERT_TRUE(m_dir.writeFile("present", "abc"));
     ASSERT_TRUE(file.open(m_dir.path("present").c_str(), IFile::kModeRead));
     EXPECT_LT(file.write("x", 1), 0);
+    file.close();
     EXPECT_EQ("abc", m_dir.readFile("present"));
-}
-
-TEST_F(PosixFileTest, WriteModesCreateButNeverTruncate) {
     for (int mode : {IFile::kModeReadWrite, IFile::kModeLocalDisk}) {
-        std::string name = "file" + std::to_string(mode);
-        PosixFile file;
+        std::string const name = "file" + std::to_string(mode);
         ASSERT_TRUE(file.open(m_dir.path(name).c_str(), mode));
         EXPECT_EQ(5, file.write("hello", 5));
         file.close();
@@ -41,18 +38,17 @@ TEST_F(PosixFileTest, WriteModesCreateButNeverTruncate) {
     }
 }
 
-TEST_F(PosixFileTest, UnknownModeIsRefused) {
+TEST_F(PosixFileTest, SeekReadAndLengthAgreeAndAClosedFileFails) {
     PosixFile file;
-    EXPECT_FALSE(file.open(m_dir.path("x").c_str(), 3));
-    EXPECT_FALSE(m_dir.exists("x"));
-}
-
-TEST_F(PosixFileTest, SeekReadAndLengthAgree) {
-    PosixFile file;
+    char buffer[16] = {0};
+    EXPECT_LT(file.read(buffer, 4), 0);
+    EXPECT_LT(file.write("a", 1), 0);
+    EXPECT_FALSE(file.seek(0, SEEK_SET));
+    EXPECT_LT(file.getLength(), 0);
+    EXPECT_FALSE(file.flush());
     ASSERT_TRUE(file.open(m_dir.path("data").c_str(), IFile::kModeReadWrite));
     ASSERT_EQ(10, file.write("0123456789", 10));
     ASSERT_TRUE(file.seek(-4, SEEK_END));
-    char buffer[16] = {0};
     EXPECT_EQ(4, file.read(buffer, 16));
     EXPECT_EQ("6789", std::string(buffer, 4));
     EXPECT_EQ(0, file.read(buffer, 16));  // at the end
@@ -78,40 +74,6 @@ TEST_F(PosixFileTest, OffsetsBeyondFourGiBWork) {
     ASSERT_EQ(4, file.read(buffer, 4));
     EXPECT_EQ("tail", std::string(buffer, 4));
     ASSERT_TRUE(file.truncate(0));
-}
-
-TEST_F(PosixFileTest, ClosedFileFailsEveryCall) {
-    PosixFile file;
-    char buffer[4];
-    EXPECT_LT(file.read(buffer, 4), 0);
-    EXPECT_LT(file.write("a", 1), 0);
-    EXPECT_FALSE(file.seek(0, SEEK_SET));
-    EXPECT_LT(file.getLength(), 0);
-    EXPECT_FALSE(file.flush());
-}
-
-TEST(NullFileTest, SwallowsWritesAndReadsNothing) {
-    NullFile file;
-    EXPECT_TRUE(file.open("/nonexistent/anything", IFile::kModeRead));
-    EXPECT_EQ(7, file.write("ignored", 7));
-    char buffer[4];
-    EXPECT_EQ(0, file.read(buffer, 4));
-    EXPECT_EQ(0, file.getLength());
-    EXPECT_TRUE(file.flush());
-}
-
-TEST(FileFactoryTest, CreatorHookReplacesAndResetRestoresRealFiles) {
-    int seenFlag = -1;
-    FileFactory::setFileCreator([&seenFlag](int, int, int flag) -> IFile* {
-        seenFlag = flag;
-        return new NullFile();
-    });
-    SafePointer<IFile> hooked = FileFactory::createFileEx(1, 8, 1);
-    EXPECT_EQ(1, seenFlag);
-    EXPECT_NE(nullptr, dynamic_cast<NullFile*>(hooked.get()));
-    FileFactory::resetFileCreator();
-    SafePointer<IFile> real = FileFactory::createFile(4, 0);
-    EXPECT_NE(nullptr, dynamic_cast<PosixFile*>(real.get()));
 }
 
 }  // namespace

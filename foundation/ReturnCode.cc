@@ -1,0 +1,57 @@
+#include "foundation/ReturnCode.h"
+
+char const* getReturnCodeName(int nCode) {
+    // Only numbers inside the table may become the enum; no default below, so
+    // -Wswitch names any code of the enum left without a text.
+    if (nCode < OV_RECORD_CREATE_FILE_FAILED || nCode > OV_RECORD_OPEN_FILE_FAILED) return nullptr;
+    switch (static_cast<RecordReturnCode>(nCode)) {
+        case OV_RECORD_OPEN_FILE_FAILED: return "OV_RECORD_OPEN_FILE_FAILED";
+        case OV_RECORD_WRITE_FAILED: return "OV_RECORD_WRITE_FAILED";
+        case OV_RECORD_WRITE_INDEX_FAILED: return "OV_RECORD_WRITE_INDEX_FAILED";
+        case OV_RECORD_OPEN_INDEX_FAILED: return "OV_RECORD_OPEN_INDEX_FAILED";
+        case OV_RECORD_FILE_FULL: return "OV_RECORD_FILE_FULL";
+        case OV_RECORD_NO_DIR: return "OV_RECORD_NO_DIR";
+        case OV_RECORD_FTP_NOT_OPEN: return "OV_RECORD_FTP_NOT_OPEN";
+        case OV_RECORD_DIR_NOT_READY: return "OV_RECORD_DIR_NOT_READY";
+        case OV_RECORD_NO_RECORD_TIME: return "OV_RECORD_NO_RECORD_TIME";
+        case OV_RECORD_NOT_OPEN: return "OV_RECORD_NOT_OPEN";
+        case OV_RECORD_LOCATE_BEGIN_FAILED: return "OV_RECORD_LOCATE_BEGIN_FAILED";
+        case OV_RECORD_LOCATE_END_FAILED: return "OV_RECORD_LOCATE_END_FAILED";
+        case OV_RECORD_LOCATE_FAILED: return "OV_RECORD_LOCATE_FAILED";
+        case OV_RECORD_NO_NEXT_FILE: return "OV_RECORD_NO_NEXT_FILE";
+        case OV_RECORD_NO_PREVIOUS_FILE: return "OV_RECORD_NO_PREVIOUS_FILE";
+        case OV_RECORD_NO_MATCH_DEVICE: return "OV_RECORD_NO_MATCH_DEVICE";
+        case OV_RECORD_DIR_OPEN_FAILED: return "OV_RECORD_DIR_OPEN_FAILED";
+        case OV_RECORD_NO_DATE_DIR: return "OV_RECORD_NO_DATE_DIR";
+        case OV_RECORD_TIME_ROLLBACK: return "OV_RECORD_TIME_ROLLBACK";
+        case OV_RECORD_DAY_OVER: return "OV_RECORD_DAY_OVER";
+        case OV_RECORD_IO_ERROR: return "OV_RECORD_IO_ERROR";
+        case OV_RECORD_FILE_UPDATED: return "OV_RECORD_FILE_UPDATED";
+        case OV_RECORD_DISK_NOT_FORMATTED: return "OV_RECORD_DISK_NOT_FORMATTED";
+        case OV_RECORD_PICTURE_OPEN_FAILED: return "OV_RECORD_PICTURE_OPEN_FAILED";
+        case OV_RECORD_PICTURE_NOT_OPEN: return "OV_RECORD_PICTURE_NOT_OPEN";
+        case OV_RECORD_PICTURE_NO_DIR: return "OV_RECORD_PICTURE_NO_DIR";
+        case OV_RECORD_FTP_OPEN_FAILED: return "OV_RECORD_FTP_OPEN_FAILED";
+        case OV_RECORD_NO_GROUP: return "OV_RECORD_NO_GROUP";
+        case OV_RECORD_NO_PREVIOUS_I_FRAME: return "OV_RECORD_NO_PREVIOUS_I_FRAME";
+        case OV_RECORD_BAD_DEVICE_KEY: return "OV_RECORD_BAD_DEVICE_KEY";
+        case OV_RECORD_QUEUE_UPDATE_FAILED: return "OV_RECORD_QUEUE_UPDATE_FAILED";
+        case OV_RECORD_GROUP_NOT_FOUND: return "OV_RECORD_GROUP_NOT_FOUND";
+        case OV_RECORD_NOT_CYCLE_WRITE: return "OV_RECORD_NOT_CYCLE_WRITE";
+        case OV_RECORD_NEW_INDEX_FAILED: return "OV_RECORD_NEW_INDEX_FAILED";
+        case OV_RECORD_NAS_NO_FILE: return "OV_RECORD_NAS_NO_FILE";
+        case OV_RECORD_HD_NO_FILE: return "OV_RECORD_HD_NO_FILE";
+        case OV_RECORD_WAIT_DISK_READY: return "OV_RECORD_WAIT_DISK_READY";
+        case OV_RECORD_FRAME_REFUSED: return "OV_RECORD_FRAME_REFUSED";
+        case OV_RECORD_SCENE_OR_LOCK_LIMIT: return "OV_RECORD_SCENE_OR_LOCK_LIMIT";
+        case OV_RECORD_LOCK_FAILED: return "OV_RECORD_LOCK_FAILED";
+        case OV_RECORD_UNLOCK_FAILED: return "OV_RECORD_UNLOCK_FAILED";
+        case OV_RECORD_DIR_NOT_WRITABLE: return "OV_RECORD_DIR_NOT_WRITABLE";
+        case OV_RECORD_CREATE_INDEX_FAILED: return "OV_RECORD_CREATE_INDEX_FAILED";
+        case OV_RECORD_NO_DIR_WRITE: return "OV_RECORD_NO_DIR_WRITE";
+        case OV_RECORD_FILE_NAME_FAILED: return "OV_RECORD_FILE_NAME_FAILED";
+        case OV_RECORD_FILE_DIR_FAILED: return "OV_RECORD_FILE_DIR_FAILED";
+        case OV_RECORD_CREATE_FILE_FAILED: return "OV_RECORD_CREATE_FILE_FAILED";
+    }
+    return nullptr;
+}
