@@ -124,6 +124,7 @@ int TSRecordWriterWithIndex::open(SafePointer<RecordFileInfo> const& info, int& 
         m_nFileLength = fileLength;
         m_nMinTimeStamp = timeInterval == 0 ? beginTime : beginTime + 1 + timeInterval;
         m_bClosed = false;
+        m_bGivenUp = false;
         m_bFirstFrame = true;
         m_dLastFlushTime = 0;
         m_nFlushInterval = initFlushIntervalTime(m_nDiskType, format);
@@ -151,7 +152,12 @@ int TSRecordWriterWithIndex::write(TSAVData const* data, bool bLock, int) {
     if (m_bClosed || m_recordFile.isNull()) return OV_RECORD_WRITE_FAILED;
     int code = needChangeFile(data);
     if (code != 0) return code;
-    code = writeData(data->getData(), static_cast<int>(data->getDataLength()));
+    try {
+        code = writeData(data->getData(), static_cast<int>(data->getDataLength()));
+    } catch (OVRuntimeError const&) {
+        giveUpFile();
+        throw;
+    }
     if (code != 0) {
         // The file will not be continued.
         LastRecordFileInfoManager::getInstance()->eraseLastRecordFileInfo(m_recordFileInfo);
@@ -220,6 +226,15 @@ int TSRecordWriterWithIndex::writeData(char const* data, int length) {
     return OV_RECORD_FILE_UPDATED;
 }
 
+void TSRecordWriterWithIndex::giveUpFile() {
+    // The next entry of the channel's day goes right behind what this one
+    // has in the index file, so this writer must not write there again: the
+    // entry stays as its last flush left it, unsealed as after a power cut,
+    // readable and never continued.
+    m_bGivenUp = true;
+    LastRecordFileInfoManager::getInstance()->eraseLastRecordFileInfo(m_recordFileInfo);
+}
+
 void TSRecordWriterWithIndex::setUpdateFlag() {
     m_bUpdateFlag = true;
     if (printing() && !m_recordFileInfo.isNull())
@@ -244,13 +259,16 @@ void TSRecordWriterWithIndex::close() {
     if (m_bClosed || m_recordFile.isNull()) return;
     // The last items and the closing CRC name the data: it goes to disk first.
     m_recordFile->flush();
-    try {
-        writeLeftData();
-    } catch (OVRuntimeError const& error) {
-        Logger::writeLog("RecordIOError", error.what(), __FILE__, __LINE__);
+    if (!m_bGivenUp) {
+        try {
+            writeLeftData();
+        } catch (OVRuntimeError const& error) {
+            Logger::writeLog("RecordIOError", error.what(), __FILE__, __LINE__);
+        }
     }
     m_recordFile->close();
-    m_indexWriter.close();
+    // A given-up entry's index file is let go unwritten, with the writer.
+    if (!m_bGivenUp) m_indexWriter.close();
     clearRecordingMark();
     m_nTimeOutCount = 0;
     m_bClosed = true;

@@ -50,10 +50,16 @@ private:
     int writeData(char const* data, int length);
     // The data file is missing: its entry goes from the index.
     void deleteFile();
+    // After an I/O exception the session hands this writer to a close thread
+    // and opens its next file at once: this file is not to be continued, and
+    // its late close must touch neither the index nor the channel's memory,
+    // which by then belong to the next file.
+    void giveUpFile();
 
     RecordFileIndexWriter m_indexWriter;
     SafePointer<IFile> m_recordFile;
     bool m_bClosed = true;
+    bool m_bGivenUp = false;  // an I/O exception ended the file; guarded by m_mutex
     int m_nFileLength = 0;
     SafePointer<RecordFileInfo> m_recordFileInfo;  // own copy, fixed at open
     unsigned long long m_nFileSegmentSize = 0;
