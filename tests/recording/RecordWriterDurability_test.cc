@@ -214,15 +214,17 @@ TEST_F(RecordWriterDurabilityTest, FlushesSyncOnlyWhereTheyAreCheap) {
 }
 
 // A power cut before each disk call in turn, from a restart that joins the
-// day's file through the file change to the next one and its close. The
-// index may keep unsynced bytes (its pages reached the disk by chance) or
-// not. Whatever is left, every index item names record bytes that survived.
+// day's file, through the file change to the next one, a flush and the
+// close. The index may keep unsynced bytes (its pages reached the disk by
+// chance) or not. Whatever is left, every index item names record bytes that
+// survived, in a file that survived.
 TEST_F(RecordWriterDurabilityTest, PowerCutBeforeAnyCallLeavesNoIndexItemWithoutItsData) {
     std::vector<Block> before = {Block(1, kDay0, 8, 'A')};
+    // E ends D's item before the flush at F, whose item G joins before the close.
     std::vector<Block> blocks = {Block(1, kDay0 + 10, 4, 'B'), Block(2, kDay0 + 11, 4, 'C'),
-                                 Block(1, kDay0 + 12, 4, 'D'), Block(2, kDay0 + 13, 4, 'E'),
-                                 Block(1, kDay0 + 14, 4, 'F')};
-    std::string expected[2] = {"AAAAAAAABBBBCCCC", "DDDDEEEEFFFF"};  // per file, a letter a packet
+                                 Block(1, kDay0 + 12, 4, 'D'), Block(1, kDay0 + 13, 4, 'E'),
+                                 Block(1, kDay0 + 14, 2, 'F'), Block(2, kDay0 + 15, 2, 'G')};
+    std::string expected[2] = {"AAAAAAAABBBBCCCC", "DDDDEEEEFFGG"};  // per file, a letter a packet
     int cuts = 0;
     int runs = 0;
     int withItems = 0;
@@ -242,8 +244,8 @@ TEST_F(RecordWriterDurabilityTest, PowerCutBeforeAnyCallLeavesNoIndexItemWithout
                 plan->powerCutAtCall(cut);
                 openSession();
                 for (Block const& block : blocks) {
+                    if (block.bytes[1] == 'F') HostClock::shift(61);
                     write(block);
-                    HostClock::shift(61);
                 }
                 m_session->close();
                 fired = plan->hasPowerCutFired();
