@@ -232,7 +232,6 @@ void TSRecordWriterWithIndex::giveUpFile() {
     // entry stays as its last flush left it, unsealed as after a power cut,
     // readable and never continued.
     m_bGivenUp = true;
-    LastRecordFileInfoManager::getInstance()->eraseLastRecordFileInfo(m_recordFileInfo);
 }
 
 void TSRecordWriterWithIndex::setUpdateFlag() {

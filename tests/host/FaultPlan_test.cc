@@ -101,38 +101,6 @@ TEST_F(FaultPlanTest, PowerCutDropsANewFileAndFollowsRenames) {
     EXPECT_EQ("kept", m_dir.readFile("renamed"));
 }
 
-TEST_F(FaultPlanTest, PowerCutUndoesFolderEntriesMadeSinceTheFolderLastSync) {
-    FaultInjectingDiskManager disk(m_pPlan);
-    ASSERT_NE(0, disk.createDir(m_dir.path("a").c_str()));
-    ASSERT_TRUE(disk.syncDir(m_dir.root().c_str()));
-    ASSERT_NE(0, disk.createEmptyFile(m_dir.path("a/kept").c_str()));
-    ASSERT_NE(0, disk.createEmptyFile(m_dir.path("a/moved").c_str()));
-    ASSERT_TRUE(disk.syncDir(m_dir.path("a").c_str()));
-    ASSERT_NE(0, disk.createDir(m_dir.path("a/b").c_str()));
-    ASSERT_NE(0, disk.renameFile(m_dir.path("a/moved").c_str(), m_dir.path("a/b/moved").c_str()));
-    ASSERT_NE(0, disk.createEmptyFile(m_dir.path("a/lost").c_str()));
-    m_pPlan->powerCut();
-    EXPECT_TRUE(m_dir.exists("a/kept"));
-    EXPECT_FALSE(m_dir.exists("a/lost"));
-    EXPECT_FALSE(m_dir.exists("a/b"));
-    EXPECT_TRUE(m_dir.exists("a/moved"));  // the rename went back before its folder went
-}
-
-TEST_F(FaultPlanTest, PowerCutAtACallSparesUnsyncedBytesOnlyWhereAsked) {
-    auto spared = openFile("x.index");
-    auto data = openFile("x.ts");
-    ASSERT_TRUE(FaultInjectingDiskManager(m_pPlan).syncDir(m_dir.root().c_str()));
-    m_pPlan->spareUnsyncedBytesOf(".index");
-    m_pPlan->powerCutAtCall(3);
-    ASSERT_EQ(2, data->write("ts", 2));
-    ASSERT_EQ(5, spared->write("items", 5));
-    EXPECT_FALSE(m_pPlan->hasPowerCutFired());
-    EXPECT_FALSE(data->flush());
-    EXPECT_TRUE(m_pPlan->hasPowerCutFired());
-    EXPECT_EQ("items", m_dir.readFile("x.index"));
-    EXPECT_EQ("", m_dir.readFile("x.ts"));
-}
-
 TEST_F(FaultPlanTest, PowerCutSeesWritesOfEveryObjectOnAFile) {
     m_dir.writeFile("f", "base");
     auto first = openFile("f");
