@@ -4,7 +4,6 @@
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
 #include "index/RecordFileIndexCreator.h"
-#include "index/RecordIndexFileParserEx.h"
 
 namespace NS_PlainRecordDir {
 std::string folderOf(std::string const& path) { return path.substr(0, path.rfind('/')); }
@@ -54,14 +53,15 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
     std::string dateDir = file->getDateDir();
     bool newDevice = disk->isDirExist(deviceDir.c_str()) == 0;
     bool newDate = disk->isDirExist(dateDir.c_str()) == 0;
-    bool newIndex = disk->isFileExist(RecordIndexFileParserEx::getIndexFileName(*file).c_str()) != 1;
     RecordFileIndexCreator creator(info);
     if (creator.createIndexFile(file) != 0) {
         writeLog("createFile: index file failed", __LINE__);
         return OV_RECORD_CREATE_INDEX_FAILED;
     }
+    // A new index file is covered by the sync that follows the new record
+    // file in the same folder; a joined file needs an index from before.
     if ((newDevice && !disk->syncDir(folderOf(deviceDir).c_str())) ||
-        (newDate && !disk->syncDir(deviceDir.c_str())) || (newIndex && !disk->syncDir(dateDir.c_str()))) {
+        (newDate && !disk->syncDir(deviceDir.c_str()))) {
         writeLog("createFile: folder sync failed", __LINE__);
         return OV_RECORD_CREATE_INDEX_FAILED;
     }
