@@ -1,9 +1,16 @@
-// Recording throughput: N channels of the shipped 720p stream pushed through
-// frame queue, session, record writer and index into record files on a real
-// folder as fast as the machine can, beside dd writing the same folder.
+// Recording throughput: N channels of a shipped stream (720p 4 Mbit/s, or
+// 1080p 8 Mbit/s) pushed through frame queue, session, record writer and
+// index into record files on a real folder as fast as the machine can. Each
+// case then runs dd with fdatasync on the same folder, writing as many bytes
+// as the channels did, and reports the recording's bandwidth as a share of
+// dd's (dd_ratio): a disk with a cache of its own gives small runs
+// bandwidths that big ones never see. Arguments: channels, stream
+// (0 720p, 1 1080p), disk (1 local disk, 6 a share without cache, played on
+// the local folder: index written with every block).
 //
-// The folder is $RECSTORE_BENCH_DIR, else $TMPDIR, else /tmp. The dd run
-// writes RECSTORE_BENCH_DD_MIB MiB (default 512).
+// The folder is $RECSTORE_BENCH_DIR, else $TMPDIR, else /tmp.
+// RECSTORE_BENCH_DD_MIB fixes the MiB of every dd run (BM_DdSameFolder: 512). RECSTORE_BENCH_ITERATIONS
+// fixes the number of 10 s rounds of stream (12: every channel flushes twice).
 #include <benchmark/benchmark.h>
 
 #include <sys/resource.h>
@@ -11,12 +18,14 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "disk/RecordDiskManagerImpl.h"
+#include "foundation/StorageParameterManage.h"
 #include "host/DiskManager.h"
 #include "host/DiskManagerFactory.h"
 #include "host/HostClock.h"
@@ -42,29 +51,63 @@ double cpuSeconds() {
            (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-std::vector<AVData> const& hdFrames() {
-    static std::vector<AVData> const frames =
-        TestStreams::readH264(std::string(RECSTORE_TESTDATA_DIR) + "/hd25_gop25_10s.h264");
-    return frames;
+char const* const kStreams[] = {"hd25_gop25_10s.h264", "fhd25_gop50_10s.h264"};
+
+std::vector<AVData> const& streamFrames(int stream) {
+    static std::vector<AVData> frames[2];
+    if (frames[stream].empty())
+        frames[stream] = TestStreams::readH264(std::string(RECSTORE_TESTDATA_DIR) + "/" + kStreams[stream]);
+    return frames[stream];
 }
 
 void removeFolder(std::string const& folder) {
     static_cast<DiskManager*>(DiskManagerFactory::getDiskManager(1, 0))->deleteFile(folder.c_str(), true);
 }
 
+int envInt(char const* name, int fallback) {
+    char const* value = std::getenv(name);
+    return (value != nullptr && std::atoi(value) > 0) ? std::atoi(value) : fallback;
+}
+
+// MB/s of dd writing `count` MiB (RECSTORE_BENCH_DD_MIB if set) with a
+// final fdatasync into the bench folder; negative on failure.
+double ddBandwidth(int count) {
+    count = envInt("RECSTORE_BENCH_DD_MIB", count < 1 ? 1 : count);
+    std::string const folder = benchFolder() + "-dd";
+    DiskManagerFactory::getDiskManager(1, 0)->createDir(folder.c_str());
+    std::string command = "dd if=/dev/zero of=" + folder + "/x bs=1M count=" + std::to_string(count) +
+                          " conv=fdatasync 2>/dev/null";
+    auto begin = std::chrono::steady_clock::now();
+    bool ok = sy_system(command.c_str(), 600) == 0;
+    double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    removeFolder(folder);
+    return ok ? count * 1048576.0 / 1e6 / wall : -1;
+}
+
 void BM_RecordChannels(benchmark::State& state) {
     int const channels = static_cast<int>(state.range(0));
-    std::vector<AVData> frames = hdFrames();
+    int const stream = static_cast<int>(state.range(1));
+    bool const shareWithoutCache = state.range(2) == 6;
+    std::vector<AVData> frames = streamFrames(stream);
     if (frames.empty()) {
-        state.SkipWithError("hd25_gop25_10s.h264 not found");
+        state.SkipWithError("test stream not found");
         return;
     }
     std::string const folder = benchFolder();
     HostPaths::setRoot(folder + "/root");
+    // One disk takes every channel here; its writer limit would cut 64 to 16.
+    DiskManagerFactory::getDiskManager(1, 0)->createDir(HostPaths::getConfigDir().c_str());
+    std::ofstream(StorageParameterManage::getInstance()->getConfigFileName())
+        << "DiskReferenceCountLimit=" << channels << "\n";
+    StorageParameterManage::getInstance()->initStorageParameter();
     RecordDirInfoEx dir;
     dir.setRecordRootDir(folder + "/disk");
     dir.setRecordDiskName("disk");
     dir.setFileSegmentSize(64LL << 20);
+    if (shareWithoutCache) {
+        dir.setDiskType(4);
+        dir.setFileSystemFormat(6);
+    }
     DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({dir});
 
@@ -120,39 +163,41 @@ void BM_RecordChannels(benchmark::State& state) {
     wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - closeBegin).count();
     RecordDiskManagerImpl::getInstance()->clear();
     LastRecordFileInfoManager::getInstance()->clear();
+    StorageParameterManage::getInstance()->resetStorageParameter();
     HostClock::reset();
     removeFolder(folder);
+    double const dd = ddBandwidth(static_cast<int>(written >> 20));
 
     state.SetBytesProcessed(written);
     double seconds = static_cast<double>(offset) / 1e6;  // stream seconds per channel
     state.counters["MB/s"] = written / 1e6 / wall;
+    state.counters["dd_MB/s"] = dd;
+    state.counters["dd_ratio"] = dd > 0 ? written / 1e6 / wall / dd : 0;
     // CPU per channel for one second of stream, and what 64 channels of
-    // 8 Mbit/s would take, scaled by bytes from the 4 Mbit/s stream.
+    // 8 Mbit/s would take, scaled by the stream's bytes.
     double cpuPerChannelSecond = cpu / (seconds * channels);
     double bitRate = written * 8.0 / (seconds * channels);
     state.counters["cpu_ms_per_channel_s"] = cpuPerChannelSecond * 1000;
     state.counters["cores_64ch_8Mbit"] = cpuPerChannelSecond * (8e6 / bitRate) * 64;
 }
-BENCHMARK(BM_RecordChannels)->Arg(1)->Arg(8)->Arg(64)->Unit(benchmark::kMillisecond)->UseRealTime();
+void recordingCases(benchmark::internal::Benchmark* bench) {
+    bench->ArgNames({"channels", "stream", "disk"});
+    for (int channels : {1, 8, 64}) bench->Args({channels, 0, 1});
+    bench->Args({64, 1, 1});
+    bench->Args({64, 0, 6});
+    bench->Unit(benchmark::kMillisecond)->UseRealTime();
+    if (int rounds = envInt("RECSTORE_BENCH_ITERATIONS", 0)) bench->Iterations(rounds);
+}
+BENCHMARK(BM_RecordChannels)->Apply(recordingCases);
 
 // dd writing the same kind of folder, for scale.
 void BM_DdSameFolder(benchmark::State& state) {
-    char const* mib = std::getenv("RECSTORE_BENCH_DD_MIB");
-    int count = (mib != nullptr && std::atoi(mib) > 0) ? std::atoi(mib) : 512;
-    std::string const folder = benchFolder();
-    DiskManagerFactory::getDiskManager(1, 0)->createDir(folder.c_str());
-    std::string command = "dd if=/dev/zero of=" + folder + "/x bs=1M count=" + std::to_string(count) +
-                          " conv=fdatasync 2>/dev/null";
-    double wall = 0;
+    double bandwidth = 0;
     for (auto _ : state) {
-        auto begin = std::chrono::steady_clock::now();
-        if (sy_system(command.c_str(), 600) != 0) state.SkipWithError("dd failed");
-        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+        bandwidth = ddBandwidth(512);
+        if (bandwidth < 0) state.SkipWithError("dd failed");
     }
-    removeFolder(folder);
-    long long bytes = static_cast<long long>(count) * 1048576 * state.iterations();
-    state.SetBytesProcessed(bytes);
-    state.counters["MB/s"] = bytes / 1e6 / wall;
+    state.counters["MB/s"] = bandwidth;
 }
 BENCHMARK(BM_DdSameFolder)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
 

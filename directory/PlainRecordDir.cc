@@ -5,6 +5,12 @@
 #include "host/DiskManagerFactory.h"
 #include "index/RecordFileIndexCreator.h"
 
+namespace NS_PlainRecordDir {
+std::string folderOf(std::string const& path) { return path.substr(0, path.rfind('/')); }
+}  // namespace NS_PlainRecordDir
+
+using NS_PlainRecordDir::folderOf;
+
 PlainRecordDir::PlainRecordDir(RecordDirInfoEx const& info) : IRecordDir(info) {}
 
 PlainRecordDir::~PlainRecordDir() { stopDetectionThread(); }
@@ -13,7 +19,9 @@ int PlainRecordDir::init() {
     RecordDirInfoEx info = getRecordDirInfoEx();
     IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
     std::string recordDir = BasicTool::getRecordDir(info.getRecordRootDir());
-    m_bReady = disk != nullptr && disk->createDir(recordDir.c_str()) != 0;
+    bool made = disk != nullptr && disk->isDirExist(recordDir.c_str()) == 0;
+    m_bReady = disk != nullptr && disk->createDir(recordDir.c_str()) != 0 &&
+               (!made || disk->syncDir(folderOf(recordDir).c_str()));
     if (!m_bReady) writeLog("init failed", __LINE__);
     return m_bReady ? 1 : 0;
 }
@@ -32,15 +40,29 @@ int PlainRecordDir::getRecordDirSpaceInfo(RecordDirSpaceInfo& space) {
     return 1;
 }
 
+// Every file or folder made here is followed by a sync of the folder that
+// holds it, before an index entry names it: a power cut cannot leave an index
+// pointing at a file that the folder forgot.
 int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
     if (!isWritable()) return OV_RECORD_DIR_NOT_WRITABLE;
     RecordDirInfoEx info = getRecordDirInfoEx();
     IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
     if (disk == nullptr) return OV_RECORD_HD_NO_FILE;
     file->setRecordDirInfoEx(info);
+    std::string deviceDir = file->getDeviceDir();
+    std::string dateDir = file->getDateDir();
+    bool newDevice = disk->isDirExist(deviceDir.c_str()) == 0;
+    bool newDate = disk->isDirExist(dateDir.c_str()) == 0;
     RecordFileIndexCreator creator(info);
     if (creator.createIndexFile(file) != 0) {
         writeLog("createFile: index file failed", __LINE__);
+        return OV_RECORD_CREATE_INDEX_FAILED;
+    }
+    // A new index file is covered by the sync that follows the new record
+    // file in the same folder; a joined file needs an index from before.
+    if ((newDevice && !disk->syncDir(folderOf(deviceDir).c_str())) ||
+        (newDate && !disk->syncDir(deviceDir.c_str()))) {
+        writeLog("createFile: folder sync failed", __LINE__);
         return OV_RECORD_CREATE_INDEX_FAILED;
     }
     if (!m_requests.isRequestNewFile(file->getRecordDeviceInfo()) && creator.togetherRecordFile(file) == 0) return 0;
@@ -50,6 +72,10 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
         file->setFileNumber(m_nNextFileNumber++);
         file->setRecordFileName(file->createFileName());
         if (disk->isFileExist(file->createRecordFileName().c_str()) != 1) break;
+    }
+    if (disk->createEmptyFile(file->createRecordFileName().c_str()) == 0 || !disk->syncDir(dateDir.c_str())) {
+        writeLog("createFile: record file failed", __LINE__);
+        return OV_RECORD_HD_NO_FILE;
     }
     if (creator.createNewFileIndexSegment(file) != 0) {
         writeLog("createFile: index entry failed", __LINE__);

@@ -1,6 +1,7 @@
 #ifndef DIRECTORY_PLAINRECORDDIR_H
 #define DIRECTORY_PLAINRECORDDIR_H
 
+#include <atomic>
 #include <memory>
 
 #include "directory/IRecordDir.h"
@@ -53,8 +54,8 @@ private:
     RecordFileRequestManager m_requests;
     FileState m_lastState;
     int m_nNextFileNumber = 1;
-    volatile bool m_bReady = false;
-    volatile bool m_bWritable = true;
+    std::atomic<bool> m_bReady{false};     // read by sessions, set by init
+    std::atomic<bool> m_bWritable{true};
 };
 
 #endif

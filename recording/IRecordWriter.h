@@ -1,6 +1,7 @@
 #ifndef RECORDING_IRECORDWRITER_H
 #define RECORDING_IRECORDWRITER_H
 
+#include <atomic>
 #include <string>
 
 #include "foundation/AVData.h"
@@ -31,8 +32,9 @@ public:
 
     // Set by the session before each block; no writer reads it.
     bool m_bWriteFlag = false;
-    // Write time-outs on the current file.
-    int m_nTimeOutCount = 0;
+    // Write time-outs on the current file. Atomic: the session reads it while
+    // the close thread or the update manager may be closing the writer.
+    std::atomic<int> m_nTimeOutCount{0};
 };
 
 #endif

@@ -4,10 +4,8 @@
 
 RecordStorage::RecordStorage() : m_pImpl(new RecordStorageTSImpl()) {}
 
-RecordStorage::~RecordStorage() {
-    close();
-    delete m_pImpl;
-}
+// The implementation closes itself on destruction.
+RecordStorage::~RecordStorage() { delete m_pImpl; }
 
 int RecordStorage::open(RecordInfo const& info, bool condition) { return m_pImpl->open(info, condition); }
 

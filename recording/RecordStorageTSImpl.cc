@@ -288,6 +288,9 @@ void RecordStorageTSImpl::closeIOErrorFile() {
 
 int RecordStorageTSImpl::close() {
     baseClose();
+    // One release per open: a second close, or the destructor's, gives back
+    // nothing that this session does not hold.
+    if (!m_bOpened) return 0;
     m_bOpened = false;
     RecordDiskManagerImpl::getInstance()->decreaseRecordDiskReference(m_recordFileInfo);
     if (LastRecordFileInfoManager* last = LastRecordFileInfoManager::getInstance())

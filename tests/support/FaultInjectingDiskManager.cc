@@ -1,6 +1,16 @@
 #include "tests/support/FaultInjectingDiskManager.h"
 
+#include <sys/stat.h>
+
 #include <utility>
+#include <vector>
+
+namespace {
+bool exists(char const* path) {
+    struct stat info {};
+    return path != nullptr && ::stat(path, &info) == 0;
+}
+}  // namespace
 
 FaultInjectingDiskManager::FaultInjectingDiskManager(std::shared_ptr<FaultPlan> plan)
     : m_pPlan(std::move(plan)) {}
@@ -32,7 +42,9 @@ int FaultInjectingDiskManager::getDirList(char const* dir, std::vector<std::stri
 
 int FaultInjectingDiskManager::renameFile(char const* from, char const* to) {
     if (m_pPlan->diskOpFails("rename")) return 0;
-    return m_real.renameFile(from, to);
+    int result = m_real.renameFile(from, to);
+    if (result != 0) m_pPlan->noteRenamed(from, to);
+    return result;
 }
 
 bool FaultInjectingDiskManager::deleteFile(char const* path) {
@@ -41,8 +53,11 @@ bool FaultInjectingDiskManager::deleteFile(char const* path) {
 }
 
 int FaultInjectingDiskManager::createEmptyFile(char const* path) {
-    if (m_pPlan->isVanished()) return 0;
-    return m_real.createEmptyFile(path);
+    if (m_pPlan->diskOpFails("createEmptyFile")) return 0;
+    bool existed = exists(path);
+    int result = m_real.createEmptyFile(path);
+    if (result != 0 && !existed) m_pPlan->noteCreated(path, false);
+    return result;
 }
 
 int FaultInjectingDiskManager::removeDir(char const* path) {
@@ -52,7 +67,18 @@ int FaultInjectingDiskManager::removeDir(char const* path) {
 
 int FaultInjectingDiskManager::createDir(char const* path) {
     if (m_pPlan->diskOpFails("createDir")) return 0;
-    return m_real.createDir(path);
+    // Every level mkdir -p makes is a new folder entry, outermost first.
+    std::vector<std::string> made;
+    for (std::string level = path == nullptr ? "" : path; !level.empty() && !exists(level.c_str());) {
+        made.insert(made.begin(), level);
+        size_t slash = level.find_last_of('/');
+        level = slash == std::string::npos || slash == 0 ? "" : level.substr(0, slash);
+    }
+    int result = m_real.createDir(path);
+    if (result != 0) {
+        for (std::string const& level : made) m_pPlan->noteCreated(level, true);
+    }
+    return result;
 }
 
 int FaultInjectingDiskManager::isFileExist(char const* path) {
@@ -62,7 +88,10 @@ int FaultInjectingDiskManager::isFileExist(char const* path) {
 
 int FaultInjectingDiskManager::createSizedFile(char const* path, long long size, int flag) {
     if (m_pPlan->diskOpFails("createSizedFile") || m_pPlan->isDiskFull()) return -1;
-    return m_real.createSizedFile(path, size, flag);
+    bool existed = exists(path);
+    int result = m_real.createSizedFile(path, size, flag);
+    if (result == 0 && !existed) m_pPlan->noteCreated(path, false);
+    return result;
 }
 
 int FaultInjectingDiskManager::isDirExist(char const* path) {
@@ -73,10 +102,20 @@ int FaultInjectingDiskManager::isDirExist(char const* path) {
 int FaultInjectingDiskManager::createFilledFile(char const* path, long long size,
                                                 unsigned char fill) {
     if (m_pPlan->diskOpFails("createFilledFile") || m_pPlan->isDiskFull()) return -1;
-    return m_real.createFilledFile(path, size, fill);
+    bool existed = exists(path);
+    int result = m_real.createFilledFile(path, size, fill);
+    if (result == 0 && !existed) m_pPlan->noteCreated(path, false);
+    // The real one syncs the file's folder itself.
+    if (result == 0) {
+        std::string folder = path;
+        m_pPlan->noteFolderSynced(folder.substr(0, folder.find_last_of('/')));
+    }
+    return result;
 }
 
 bool FaultInjectingDiskManager::syncDir(char const* path) {
     if (m_pPlan->isVanished() || m_pPlan->diskOpFails("syncDir")) return false;
-    return m_real.syncDir(path);
+    bool synced = m_real.syncDir(path);
+    if (synced) m_pPlan->noteFolderSynced(path);
+    return synced;
 }

@@ -7,9 +7,11 @@
 #include "tests/support/FaultPlan.h"
 
 // The real DiskManager under a FaultPlan: everything fails or answers
-// "missing" while the plan's disk has vanished; createSizedFile, renameFile
-// and createDir fail at the counted calls; a full disk refuses
-// createSizedFile and reports no free space.
+// "missing" while the plan's disk has vanished; createSizedFile,
+// createFilledFile, createEmptyFile, renameFile, createDir and syncDir fail
+// at the counted calls; a full disk refuses sized files and reports no free
+// space. Files and folders it creates or renames are told to the plan, so a
+// power cut can undo those their folder's last syncDir did not cover.
 class FaultInjectingDiskManager : public IDiskManager {
 public:
     explicit FaultInjectingDiskManager(std::shared_ptr<FaultPlan> plan);

@@ -1,5 +1,7 @@
 #include "tests/support/FaultInjectingFile.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -10,7 +12,10 @@ FaultInjectingFile::FaultInjectingFile(std::shared_ptr<FaultPlan> plan) : m_pPla
 bool FaultInjectingFile::open(char const* name, int mode) {
     close();
     if (!m_pPlan->beforeOpen()) return false;
+    struct stat info {};
+    bool existed = name != nullptr && ::stat(name, &info) == 0;
     if (!m_file.open(name, mode)) return false;
+    if (!existed) m_pPlan->noteCreated(name, false);
     if (mode != IFile::kModeRead) {
         auto lock = m_pPlan->lockShadows();
         m_bShadowed = m_pPlan->noteOpened(name, m_key);

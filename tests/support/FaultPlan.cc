@@ -4,12 +4,31 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <filesystem>
 #include <thread>
 
 namespace {
 
 // Arms a counted fault `n` calls after `done`.
 int target(int done, int n) { return done + (n < 1 ? 1 : n); }
+
+// The path with doubled and trailing slashes removed.
+std::string clean(std::string const& path) {
+    std::string out;
+    for (char c : path) {
+        if (c == '/' && !out.empty() && out.back() == '/') continue;
+        out += c;
+    }
+    while (out.size() > 1 && out.back() == '/') out.pop_back();
+    return out;
+}
+
+std::string folderOf(std::string const& path) {
+    std::string cleaned = clean(path);
+    size_t slash = cleaned.rfind('/');
+    return slash == std::string::npos || slash == 0 ? "/" : cleaned.substr(0, slash);
+}
 
 bool take(std::map<int, bool>& faults, int call) {
     auto found = faults.find(call);
@@ -137,6 +156,7 @@ FaultPlan::WriteFault FaultPlan::beforeWrite(int& shortBytes) {
         --m_nHungWriters;
     }
     int call = ++m_nWriteCalls;
+    if (cutsPowerHere()) return WriteFault::kFail;
     auto found = m_writeFaults.find(call);
     if (found != m_writeFaults.end()) {
         WriteFault fault = found->second.first;
@@ -151,6 +171,7 @@ FaultPlan::WriteFault FaultPlan::beforeWrite(int& shortBytes) {
 bool FaultPlan::beforeFlush() {
     std::lock_guard<std::mutex> lock(m_mutex);
     int call = ++m_nFlushCalls;
+    if (cutsPowerHere()) return false;
     if (take(m_flushFaults, call)) return false;
     return !m_bVanished;
 }
@@ -165,6 +186,7 @@ bool FaultPlan::beforeOpen() {
 bool FaultPlan::diskOpFails(char const* op) {
     std::lock_guard<std::mutex> lock(m_mutex);
     int call = ++m_diskOpCalls[op];
+    if (cutsPowerHere()) return true;
     if (take(m_diskOpFaults[op], call)) return true;
     return m_bVanished;
 }
@@ -179,6 +201,7 @@ bool FaultPlan::noteOpened(std::string const& path, FileKey& key) {
     if (!file->open(path.c_str(), IFile::kModeReadWrite)) return false;
     Shadow& shadow = m_shadows[key];
     shadow.m_pFile = file;
+    shadow.m_strPath = path;
     shadow.m_nDurableLength = file->getLength();
     return true;
 }
@@ -208,14 +231,77 @@ void FaultPlan::noteFlushed(FileKey const& key) {
 
 void FaultPlan::powerCut() {
     std::lock_guard<std::mutex> lock(m_shadowMutex);
+    powerCutLocked();
+}
+
+void FaultPlan::spareUnsyncedBytesOf(std::string const& pathPart) {
+    std::lock_guard<std::mutex> lock(m_shadowMutex);
+    m_spared.push_back(pathPart);
+}
+
+void FaultPlan::powerCutAtCall(int n) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nCutAt = target(m_nCutCalls, n);
+}
+
+bool FaultPlan::hasPowerCutFired() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_bCutFired;
+}
+
+bool FaultPlan::cutsPowerHere() {
+    ++m_nCutCalls;
+    if (m_nCutAt != 0 && m_nCutCalls == m_nCutAt) {
+        m_bCutFired = true;
+        m_bVanished = true;
+        std::lock_guard<std::mutex> lock(m_shadowMutex);
+        powerCutLocked();
+    }
+    return m_bVanished;
+}
+
+void FaultPlan::noteCreated(std::string const& path, bool isFolder) {
+    std::lock_guard<std::mutex> lock(m_shadowMutex);
+    m_entries.push_back(Entry{isFolder ? Entry::kFolder : Entry::kFile, clean(path), std::string()});
+}
+
+void FaultPlan::noteRenamed(std::string const& from, std::string const& to) {
+    std::lock_guard<std::mutex> lock(m_shadowMutex);
+    m_entries.push_back(Entry{Entry::kRename, clean(to), clean(from)});
+}
+
+void FaultPlan::noteFolderSynced(std::string const& folder) {
+    std::lock_guard<std::mutex> lock(m_shadowMutex);
+    std::string synced = clean(folder);
+    m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(),
+                                   [&](Entry const& entry) { return folderOf(entry.strPath) == synced; }),
+                    m_entries.end());
+}
+
+void FaultPlan::powerCutLocked() {
     for (auto& entry : m_shadows) {
         Shadow& shadow = entry.second;
-        for (auto undo = shadow.m_undo.rbegin(); undo != shadow.m_undo.rend(); ++undo) {
-            shadow.m_pFile->seek(undo->first, SEEK_SET);
-            shadow.m_pFile->write(undo->second.data(), static_cast<int>(undo->second.size()));
+        bool spared = std::any_of(m_spared.begin(), m_spared.end(), [&](std::string const& part) {
+            return shadow.m_strPath.find(part) != std::string::npos;
+        });
+        if (!spared) {
+            for (auto undo = shadow.m_undo.rbegin(); undo != shadow.m_undo.rend(); ++undo) {
+                shadow.m_pFile->seek(undo->first, SEEK_SET);
+                shadow.m_pFile->write(undo->second.data(), static_cast<int>(undo->second.size()));
+            }
+            shadow.m_pFile->truncate(shadow.m_nDurableLength);
         }
         shadow.m_undo.clear();
-        shadow.m_pFile->truncate(shadow.m_nDurableLength);
         shadow.m_pFile->flush();
+        shadow.m_nDurableLength = shadow.m_pFile->getLength();
     }
+    // Newest first, so a folder's contents go before the folder.
+    for (auto entry = m_entries.rbegin(); entry != m_entries.rend(); ++entry) {
+        std::error_code ignored;
+        if (entry->kind == Entry::kRename)
+            std::rename(entry->strPath.c_str(), entry->strFrom.c_str());
+        else
+            std::filesystem::remove_all(entry->strPath, ignored);
+    }
+    m_entries.clear();
 }

@@ -57,9 +57,18 @@ public:
 
     // Power cut: every file written through the plan gets back the bytes and
     // length it had at its last successful flush (or when the plan first
-    // opened it). Folder operations (rename, create, delete) are taken as
-    // durable. Open files stay open.
+    // opened it), except files whose path holds a spared text, whose unsynced
+    // bytes all happened to reach the disk. A file or folder created, or a
+    // file renamed, into a folder after that folder's last syncDir through
+    // the plan is undone (a created folder goes with its contents). Deletions
+    // are taken as durable. Open files stay open.
     void powerCut();
+    void spareUnsyncedBytesOf(std::string const& pathPart);
+    // The n-th call from now among writes, flushes, syncDir and the disk
+    // operations that create or rename cuts the power before it takes effect;
+    // the disk is gone from then on (vanish). Tells whether it has fired.
+    void powerCutAtCall(int n);
+    bool hasPowerCutFired();
 
     int writeCalls();
     int flushCalls();
@@ -71,8 +80,14 @@ public:
     WriteFault beforeWrite(int& shortBytes);
     bool beforeFlush();  // false: inject a flush failure
     bool beforeOpen();   // false: inject an open failure
-    bool diskOpFails(char const* op);  // "createSizedFile", "rename", "createDir"
+    bool diskOpFails(char const* op);  // "createSizedFile", "rename", "createDir", "syncDir", ...
     bool isDiskFull();
+
+    // Folder entries, for the power cut. Created paths must not have existed
+    // before the call; parents before children.
+    void noteCreated(std::string const& path, bool isFolder);
+    void noteRenamed(std::string const& from, std::string const& to);
+    void noteFolderSynced(std::string const& folder);
 
     // Undo log of one file, kept per inode across the objects that open it,
     // so a rename after the writes does not lose it. The three note calls
@@ -92,6 +107,7 @@ public:
 private:
     struct Shadow {
         std::shared_ptr<PosixFile> m_pFile;  // own descriptor: follows renames
+        std::string m_strPath;               // as first opened
         long long m_nDurableLength = 0;
         std::vector<std::pair<long long, std::string>> m_undo;  // oldest first
     };
@@ -112,8 +128,26 @@ private:
     bool m_bVanished = false;
     bool m_bDiskFull = false;
 
-    std::mutex m_shadowMutex;  // guards m_shadows; taken after m_mutex, never before
+    // A folder entry made since the folder's last sync.
+    struct Entry {
+        enum Kind { kFile, kFolder, kRename } kind;
+        std::string strPath;  // created, or renamed to
+        std::string strFrom;  // renamed from
+    };
+
+    // Counts a call that may cut the power; true if the disk is gone.
+    // m_mutex held.
+    bool cutsPowerHere();
+    void powerCutLocked();  // m_shadowMutex held
+
+    int m_nCutCalls = 0;
+    int m_nCutAt = 0;  // 0: no cut armed
+    bool m_bCutFired = false;
+
+    std::mutex m_shadowMutex;  // guards the members below; taken after m_mutex, never before
     std::map<FileKey, Shadow> m_shadows;
+    std::vector<std::string> m_spared;
+    std::vector<Entry> m_entries;  // oldest first
 };
 
 #endif
