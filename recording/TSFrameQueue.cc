@@ -222,8 +222,17 @@ void TSFrameQueue::refreshSwitchDate(FrameRef const& frame) {
     long long const seconds = f.getTimeStamp() / kSecond;
     OVDateTime local;
     if (!OrvaneTime::getStructTime(local, static_cast<unsigned long>(seconds))) return;
-    m_nSwitchDateTime =
-        (seconds + 86400 - 3600LL * local.hour - 60LL * local.minute - local.second) * kSecond;
+    // Midnight of the next local date, not 24 hours after this one's: a day
+    // with a daylight saving change has 23 or 25.
+    OVDateTime next;
+    next.year = local.year;
+    next.month = local.month;
+    next.day = local.day + 1;
+    unsigned long midnight = 0;
+    if (OrvaneTime::getLongTime(midnight, next))
+        m_nSwitchDateTime = static_cast<long long>(midnight) * kSecond;
+    else
+        m_nSwitchDateTime = (seconds + 86400 - 3600LL * local.hour - 60LL * local.minute - local.second) * kSecond;
 }
 
 void TSFrameQueue::initAVDataPackager(long long nBase, unsigned int nSequenceId) {
