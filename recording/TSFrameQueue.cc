@@ -275,7 +275,9 @@ int TSFrameQueue::pushRecordAVData(FrameRef const& frame) {
         if (bPFrame) ++m_nValidLostPFrame;
         return -1;
     }
-    m_bDiscardPFrame = false;
+    // Only an I frame ends dropping P frames: were audio to end it, the rest
+    // of a group would come in behind the hole and could not be decoded.
+    if (bIFrame) m_bDiscardPFrame = false;
     if (isBeyondMaxIFramInterval(frame)) {
         m_bDiscardPFrame = true;
         ++m_nValidLostPFrame;
