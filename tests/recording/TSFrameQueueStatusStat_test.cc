@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "host/IAlarmListenerEx.h"
@@ -36,10 +37,9 @@ TEST(TSFrameQueueStatusStatTest, AlarmsOnlyOnTheSecondIFrameInARowWithoutRoom) {
     }
     AlarmInfoEx const& alarm = listener.alarms.at(0);
     EXPECT_EQ(5, alarm.getMajorType());
-    EXPECT_EQ("NVR", alarm.getDeviceId());
-    EXPECT_EQ("10.0.0.7", alarm.getDeviceIP());
-    EXPECT_EQ("6", alarm.getSourceId());
-    EXPECT_EQ("TSFrameQueueAlarm", alarm.getSourceName());
+    EXPECT_EQ((std::vector<std::string>{"NVR", "10.0.0.7", "6", "TSFrameQueueAlarm"}),
+              (std::vector<std::string>{alarm.getDeviceId(), alarm.getDeviceIP(), alarm.getSourceId(),
+                                        alarm.getSourceName()}));
 }
 
 }  // namespace
