@@ -99,6 +99,16 @@ char* CircleQueue::getAddress(int offset) {
     return m_pBuffer + offset;
 }
 
+char* CircleQueue::peek(int n) {
+    OptionalLock guard(m_mutex, m_bLocked);
+    if (m_nSize == 0 || n <= 0) return nullptr;
+    uint64_t const nRead = m_nReadCount.load(std::memory_order_acquire);
+    uint64_t const nWrite = m_nWriteCount.load(std::memory_order_acquire);
+    uint64_t const nPos = nRead % m_nSize;
+    if (nWrite - nRead < static_cast<uint64_t>(n) || nPos + static_cast<uint64_t>(n) > m_nSize) return nullptr;
+    return m_pBuffer + nPos;
+}
+
 int CircleQueue::getWritePtr() const {
     if (m_nSize == 0) return 0;
     return static_cast<int>(m_nWriteCount.load(std::memory_order_acquire) % m_nSize);

@@ -36,6 +36,9 @@ public:
     char* getWriteAddress();
     // Byte at ring position `offset` (0 <= offset < size).
     char* getAddress(int offset);
+    // The first n held bytes in place, without moving the iterator; null when
+    // fewer are held or they run over the end of the ring. Consumer side.
+    char* peek(int n);
     int getWritePtr() const;
     int getReadPtr() const;
     int getDataSize() const;

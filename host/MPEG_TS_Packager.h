@@ -24,8 +24,11 @@ unsigned short const kProgramNumber = 1;
 // frame always ends on a packet boundary. The first packet of a frame of the
 // PCR stream carries the PCR, equal to the PTS. A video I frame gets the PAT
 // and PMT in front of it and a random access mark, and carries the frame's
-// private data (if any, up to 182 bytes) in its first packet, so every block
-// that opens with an I frame stands alone. Continuity counters run per PID.
+// private data in its first packet, so every block that opens with an I
+// frame stands alone: up to 174 bytes, which leave room beside a PCR for the
+// first byte of the PES packet; longer private data is left out. A frame
+// with the discontinuity indicator set carries it in the same field.
+// Continuity counters run per PID.
 //
 // Time stamps handed in are 90 kHz ticks (taken modulo 2^33).
 // Output is written straight to the caller's address; the caller provides

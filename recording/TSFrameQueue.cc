@@ -21,6 +21,12 @@
 namespace NS_TSFrameQueue {
 
 int const kMarkQueueSize = 36000;  // 500 marks
+int const kMarkRecords = kMarkQueueSize / MarkData::kSize;
+// A frame may close the block being built, give up the ring's end and open a
+// block. The block being built is counted as if it were in the ring already,
+// so closing it always finds room: a frame needs two records.
+int const kMarksPerFrame = 2;
+static_assert(kMarkQueueSize % MarkData::kSize == 0, "a record never runs over the ring's end");
 int const kAlignReserve = 4096;    // kept free for the direct I/O alignment of the ring
 int const kPackLimit = 2073600;
 int const kAudioBufferSize = 51200;
@@ -97,6 +103,10 @@ TSFrameQueue::TSFrameQueue(int nSize)
       m_bIFrameOnly(false),
       m_nLastFrameTime(-1),
       m_bFrontOut(false),
+      m_bFrontEvicted(false),
+      m_nPassedSkipOffset(-1),
+      m_nOutOffset(0),
+      m_nOutLength(0),
       m_bTimeLinePending(false) {
     std::memset(m_szPrivateData, 0, sizeof(m_szPrivateData));
     std::memset(m_pAudioBuffer, 0, kAudioBufferSize);
@@ -154,7 +164,15 @@ bool TSFrameQueue::headHasEnoughSpace(int n) const {
     return m_pDataQueue->getHeadSpaceSize() - m_pDataQueue->getWritePtr() % kAlignReserve >= n;
 }
 
-bool TSFrameQueue::cacheIsFull(int n) const { return !tailHasEnoughSpace(n) && !headHasEnoughSpace(n); }
+bool TSFrameQueue::markRingIsFull() const {
+    int const inUse =
+        m_pMarkQueue->getDataSize() / MarkData::kSize + (m_pCurrentMark->getFrameNum() > 0 ? 1 : 0);
+    return kMarkRecords - inUse < kMarksPerFrame;
+}
+
+bool TSFrameQueue::cacheIsFull(int n) const {
+    return markRingIsFull() || (!tailHasEnoughSpace(n) && !headHasEnoughSpace(n));
+}
 
 bool TSFrameQueue::isNeedDiscard(FrameRef const& frame) const {
     AVFrameFields const& f = *frame.pFields;
@@ -222,8 +240,17 @@ void TSFrameQueue::refreshSwitchDate(FrameRef const& frame) {
     long long const seconds = f.getTimeStamp() / kSecond;
     OVDateTime local;
     if (!OrvaneTime::getStructTime(local, static_cast<unsigned long>(seconds))) return;
-    m_nSwitchDateTime =
-        (seconds + 86400 - 3600LL * local.hour - 60LL * local.minute - local.second) * kSecond;
+    // Midnight of the next local date, not 24 hours after this one's: a day
+    // with a daylight saving change has 23 or 25.
+    OVDateTime next;
+    next.year = local.year;
+    next.month = local.month;
+    next.day = local.day + 1;
+    unsigned long midnight = 0;
+    if (OrvaneTime::getLongTime(midnight, next))
+        m_nSwitchDateTime = static_cast<long long>(midnight) * kSecond;
+    else
+        m_nSwitchDateTime = (seconds + 86400 - 3600LL * local.hour - 60LL * local.minute - local.second) * kSecond;
 }
 
 void TSFrameQueue::initAVDataPackager(long long nBase, unsigned int nSequenceId) {
@@ -266,7 +293,9 @@ int TSFrameQueue::pushRecordAVData(FrameRef const& frame) {
         if (bPFrame) ++m_nValidLostPFrame;
         return -1;
     }
-    m_bDiscardPFrame = false;
+    // Only an I frame ends dropping P frames: were audio to end it, the rest
+    // of a group would come in behind the hole and could not be decoded.
+    if (bIFrame) m_bDiscardPFrame = false;
     if (isBeyondMaxIFramInterval(frame)) {
         m_bDiscardPFrame = true;
         ++m_nValidLostPFrame;
@@ -526,8 +555,9 @@ void TSFrameQueue::disuseTail(FrameRef const& frame) {
 }
 
 void TSFrameQueue::dropPreRecordBySize(int n) {
-    while (m_pDataQueue->getHeadSpaceSize() <= n && n >= m_pDataQueue->getTailSpaceSize() - kAlignReserve &&
-           discardDataBlock() > 0) {
+    // The same test as the one that found the cache full: a looser one would
+    // refuse the I frame while older groups could still go.
+    while (cacheIsFull(n) && discardDataBlock() > 0) {
     }
 }
 
@@ -609,29 +639,84 @@ int TSFrameQueue::pushSnapshotAVData(FrameRef const& frame) {
 // ---------------------------------------------------------------- consumer
 
 bool TSFrameQueue::peekFrontMark(MarkData& mark) {
-    m_pMarkQueue->resetIterateOffset();
-    m_pDataQueue->resetIterateOffset();
-    int got = 0;
-    char* record = m_pMarkQueue->iterate(MarkData::kSize, got);
-    if (got < MarkData::kSize) return false;
+    // In place rather than through the iterator, which a lock-free reader
+    // would share with the producer.
+    char const* record = m_pMarkQueue->peek(MarkData::kSize);
+    if (record == nullptr) return false;
     mark = MarkData::readFrom(record);
     return true;
 }
 
+int TSFrameQueue::recordLength(MarkData const& mark) const {
+    if (mark.getIsInvalid()) return mark.getInvalidSpaceLen();
+    return m_bSnapshot ? mark.getSnapDataLen() : mark.getFrameTotalLength();
+}
+
+int TSFrameQueue::spanThrough(MarkData const& mark) const {
+    int const size = m_pDataQueue->getSize();
+    int const offset = mark.getOffset();
+    int const length = recordLength(mark);
+    if (size <= 0 || offset < 0 || offset >= size || length < 0) return -1;
+    // A block is one run; only given-up space may pass the ring's end.
+    if (!mark.getIsInvalid() && offset + length > size) return -1;
+    // The rings move together, so a span starts at the read position. Bytes
+    // before it would belong to no record: they go with it, and the record's
+    // own bytes are still the ones at its offset.
+    long long const distance = (offset - m_pDataQueue->getReadPtr() + size) % size;
+    long long const through = distance + length;
+    if (through > m_pDataQueue->getDataSize()) return -1;
+    return static_cast<int>(through);
+}
+
+bool TSFrameQueue::passHandedOutBlock() {
+    // The front record holds the block being written: the block itself, or the
+    // skip record of an earlier pass. It leaves the rings without its bytes
+    // being freed: all free space through its end becomes one skip record at
+    // the write end, which the consumer reaches only after popping the block.
+    // The rings keep one order, so the block being built must be closed first.
+    MarkData front;
+    if (m_pCurrentMark->getFrameNum() > 0 || m_pMarkQueue->getDataSize() < 2 * MarkData::kSize ||
+        !peekFrontMark(front))
+        return false;
+    int const through = spanThrough(front);
+    if (through < 0 || !m_pDataQueue->pop(through)) return false;
+    m_pMarkQueue->pop(MarkData::kSize);
+    MarkData skip;
+    skip.zero();
+    skip.setIsInvalid(true);
+    skip.setOffset(m_pDataQueue->getWritePtr());
+    int skipped = 0;
+    for (int run = m_pDataQueue->getTailSpaceSize(); run > 0 && m_pDataQueue->pushInvalid(run);
+         run = m_pDataQueue->getTailSpaceSize())
+        skipped += run;
+    skip.setInvalidSpaceLen(skipped);
+    char record[MarkData::kSize];
+    skip.writeTo(record);
+    m_pMarkQueue->push(record, MarkData::kSize);
+    m_nPassedSkipOffset = skip.getOffset();
+    m_bFrontEvicted = true;
+    return true;
+}
+
 int TSFrameQueue::discardDataBlock() {
+    // The push lock too: passing the block handed out writes at the write end.
+    OV_LOCK_GUARD(pushGuard, m_pushMutex);
     OV_LOCK_GUARD(popGuard, m_popMutex);
-    if (m_bFrontOut) return 0;
+    MarkData mark;
+    bool const bFrontHeld = m_bFrontOut && peekFrontMark(mark) &&
+                            (!m_bFrontEvicted || (mark.getIsInvalid() && mark.getOffset() == m_nPassedSkipOffset));
+    if (bFrontHeld && !passHandedOutBlock()) return 0;
     int freed = 0;
     bool bFirstBlock = true;
-    MarkData mark;
     while (peekFrontMark(mark)) {
-        if (!mark.getIsInvalid() && !bFirstBlock && mark.getFrameType() == kIFrame) break;
-        int length = mark.getIsInvalid() ? mark.getInvalidSpaceLen()
-                                         : (m_bSnapshot ? mark.getSnapDataLen() : mark.getFrameTotalLength());
-        if (!m_pDataQueue->pop(length)) break;
+        bool const bBlock = !mark.getIsInvalid();
+        if (bBlock && !bFirstBlock && mark.getFrameType() == kIFrame) break;
+        if (!bBlock && m_bFrontEvicted && mark.getOffset() == m_nPassedSkipOffset) break;
+        int const through = spanThrough(mark);
+        if (through < 0 || !m_pDataQueue->pop(through)) break;
         m_pMarkQueue->pop(MarkData::kSize);
-        freed += length;
-        if (mark.getIsInvalid()) continue;
+        freed += through;
+        if (!bBlock) continue;
         bFirstBlock = false;
         if (mark.getFrameType() == kIFrame) {
             ++m_nIFrameLost;
@@ -646,22 +731,20 @@ int TSFrameQueue::discardDataBlock() {
 bool TSFrameQueue::basePopAVData(bool& bIFrame, int& nFrameNum, int& nBytes) {
     MarkData mark;
     if (!peekFrontMark(mark)) return false;
-    if (mark.getIsInvalid()) {
-        if (!m_pDataQueue->pop(mark.getInvalidSpaceLen())) return false;
-        m_pMarkQueue->pop(MarkData::kSize);
-        nBytes += mark.getInvalidSpaceLen();
-        return true;
-    }
-    int const length = m_bSnapshot ? mark.getSnapDataLen() : mark.getFrameTotalLength();
+    int const through = spanThrough(mark);
+    if (through < 0 || !m_pDataQueue->pop(through)) return false;
+    m_pMarkQueue->pop(MarkData::kSize);
+    nBytes += through;
+    if (mark.getIsInvalid()) return true;
     nFrameNum = mark.getFrameNum();
     bIFrame = mark.getFrameType() == kIFrame;
-    if (!m_pDataQueue->pop(length)) return false;
-    m_pMarkQueue->pop(MarkData::kSize);
-    nBytes += length;
     // A consumer never sees given-up space right after a block it took.
-    if (peekFrontMark(mark) && mark.getIsInvalid() && m_pDataQueue->pop(mark.getInvalidSpaceLen())) {
-        m_pMarkQueue->pop(MarkData::kSize);
-        nBytes += mark.getInvalidSpaceLen();
+    if (peekFrontMark(mark) && mark.getIsInvalid()) {
+        int const skip = spanThrough(mark);
+        if (skip >= 0 && m_pDataQueue->pop(skip)) {
+            m_pMarkQueue->pop(MarkData::kSize);
+            nBytes += skip;
+        }
     }
     return true;
 }
@@ -671,8 +754,11 @@ void TSFrameQueue::popAVData() {
     bool bIFrame = false;
     int nFrameNum = 0;
     int nBytes = 0;
-    basePopAVData(bIFrame, nFrameNum, nBytes);
+    // A block passed by an eviction has left the rings already.
+    if (!m_bFrontEvicted) basePopAVData(bIFrame, nFrameNum, nBytes);
     m_bFrontOut = false;
+    m_bFrontEvicted = false;
+    m_nPassedSkipOffset = -1;
 }
 
 bool TSFrameQueue::frontAVData(TSAVData** out) {
@@ -680,6 +766,10 @@ bool TSFrameQueue::frontAVData(TSAVData** out) {
     bool bCorrupt = false;
     {
         OV_LOCK_GUARD(popGuard, m_popMutex);
+        if (m_bFrontEvicted) {
+            if (out != nullptr) *out = m_outData;
+            return true;
+        }
         MarkData mark;
         if (!peekFrontMark(mark)) return false;
         if (mark.getIsInvalid()) return true;
@@ -687,13 +777,15 @@ bool TSFrameQueue::frontAVData(TSAVData** out) {
         int timeLength = static_cast<int>(milliseconds / 1000);
         if (milliseconds % 1000 > 500) ++timeLength;
         int const length = mark.getFrameTotalLength();
-        int got = 0;
-        char* data = m_pDataQueue->iterate(length, got);
-        if (got < length) {
+        int const through = spanThrough(mark);
+        if (through < 0) {
             CommonLog::writeBugLog("error", __FILE__, __LINE__);
-            std::printf("nQueryLength:%d  nDataLen:%d FrameNum:%d\n", length, got, mark.getFrameNum());
+            std::printf("nQueryLength:%d  nDataLen:%d FrameNum:%d\n", length, m_pDataQueue->getDataSize(),
+                        mark.getFrameNum());
             return false;
         }
+        if (through != length) CommonLog::writeBugLog("block data out of step with its mark", __FILE__, __LINE__);
+        char* data = m_pDataQueue->getAddress(mark.getOffset());
         if (length <= 0 || static_cast<unsigned char>(data[0]) != kSyncByte) {
             CommonLog::writeBugLog("unequal 0x47", __FILE__, __LINE__);
             bCorrupt = true;
@@ -711,6 +803,8 @@ bool TSFrameQueue::frontAVData(TSAVData** out) {
             m_outData->setDiscontinuityIndicator(mark.getDiscontinuityIndicator());
             if (out != nullptr) *out = m_outData;
             m_bFrontOut = true;
+            m_nOutOffset = mark.getOffset();
+            m_nOutLength = length;
             return true;
         }
     }
@@ -724,13 +818,11 @@ bool TSFrameQueue::frontSanpAVData(TSAVData** out) {
     if (!peekFrontMark(mark)) return false;
     if (mark.getIsInvalid()) return true;
     int const length = mark.getSnapDataLen();
-    int got = 0;
-    char* data = m_pDataQueue->iterate(length, got);
-    if (got < length) {
+    if (spanThrough(mark) < 0) {
         std::fprintf(stderr, "%s:%d: Assertion `false' failed.\n", __FILE__, __LINE__);
         std::abort();
     }
-    m_outData->setData(data, static_cast<unsigned int>(length));
+    m_outData->setData(m_pDataQueue->getAddress(mark.getOffset()), static_cast<unsigned int>(length));
     m_outData->setDataTimeLength(0);
     m_outData->setDaylightSavingTime(mark.getDaylightSavingTime());
     m_outData->setESStreamType(mark.getESStreamType());
@@ -751,12 +843,10 @@ bool TSFrameQueue::fillRawFrame(AVData* out, bool bOnlyOne) {
     MarkData mark;
     if (!peekFrontMark(mark)) return false;
     if (mark.getIsInvalid()) return true;
-    int const length = m_bSnapshot ? mark.getSnapDataLen() : mark.getFrameTotalLength();
-    int got = 0;
-    char* data = m_pDataQueue->iterate(length, got);
-    if (got < length) return false;
+    int const length = recordLength(mark);
+    if (spanThrough(mark) < 0) return false;
     if (out == nullptr) return true;
-    out->setData(data, static_cast<unsigned int>(length));
+    out->setData(m_pDataQueue->getAddress(mark.getOffset()), static_cast<unsigned int>(length));
     out->setDaylightSavingTime(mark.getDaylightSavingTime());
     out->setESStreamType(mark.getESStreamType());
     out->setFrameType(mark.getFrameType());
@@ -794,6 +884,8 @@ void TSFrameQueue::cleanLocked() {
     m_nAudioLen = 0;
     m_bAfterWrap = false;
     m_bFrontOut = false;
+    m_bFrontEvicted = false;
+    m_nPassedSkipOffset = -1;
     m_bTimeLinePending = false;
 }
 
@@ -814,6 +906,11 @@ bool TSFrameQueue::isEmpty() {
 }
 
 int TSFrameQueue::getMarkCount() const { return m_pMarkQueue->getDataSize() / MarkData::kSize; }
+
+bool TSFrameQueue::getFrontMark(MarkData& mark) {
+    OV_LOCK_GUARD(popGuard, m_popMutex);
+    return peekFrontMark(mark);
+}
 
 // ---------------------------------------------------------------- time line
 
@@ -850,6 +947,8 @@ bool TSFrameQueue::updataTSFrameData(long long nTimeStamp) {
         adjust(data, length);
     };
 
+    // The block being written moves with the rest even after it left the rings.
+    if (m_bFrontEvicted) adjustRange(m_nOutOffset, m_nOutLength);
     m_pMarkQueue->resetIterateOffset();
     for (;;) {
         int got = 0;

@@ -22,11 +22,14 @@ class TimeStampCalculator;
 // into blocks that begin where a record file may begin. The consumer (the
 // host's recording thread) takes the oldest block with frontAVData, hands it
 // to RecordStorage::write and removes it with popAVData. A block handed out
-// is a pointer into the ring, valid until popAVData; it is never evicted
-// while handed out. When the disk is slower than the source, frames are
-// dropped by rule so that what is kept stays decodable, and only an I frame
-// evicts the oldest groups of pictures. The ring never wraps inside a block:
+// is a pointer into the ring, valid and unchanged until popAVData. When the
+// disk is slower than the source, frames are dropped by rule so that what is
+// kept stays decodable, and only an I frame evicts the oldest groups of
+// pictures behind the block handed out. The ring never wraps inside a block:
 // the end of the ring is given up instead (a skip record).
+//
+// Every block has a 72-byte record in a ring of 500; the two rings move
+// together: a frame that either ring cannot take is refused by the same rule.
 //
 // In snapshot mode the queue keeps JPEG pictures as they are, without TS.
 //
@@ -64,7 +67,9 @@ public:
     // Removes the front block (and given-up space right behind it).
     void popAVData();
     // Throws the oldest blocks away, up to the next block that opens with an
-    // I frame; answers the bytes freed (0 while a block is handed out).
+    // I frame; answers the bytes freed. A block handed out is not among them:
+    // it leaves the rings but keeps its bytes until popAVData, and frontAVData
+    // answers it again until then.
     int discardDataBlock();
     // Empties the queue and waits for an I frame again. Either thread.
     void clean();
@@ -100,6 +105,8 @@ public:
     bool isDiscardingPFrame() const { return m_bDiscardPFrame; }
     // Blocks readable now (given-up space records included).
     int getMarkCount() const;
+    // The front record, a block or given-up ring space; false when none.
+    bool getFrontMark(MarkData& mark);
 
 private:
     // A frame as pushed, whichever of the two forms it came in.
@@ -122,6 +129,7 @@ private:
     static int spaceSizeCalculator(FrameRef const& frame);
     bool tailHasEnoughSpace(int n) const;
     bool headHasEnoughSpace(int n) const;
+    bool markRingIsFull() const;
     bool cacheIsFull(int n) const;
     bool isNeedPartition(FrameRef const& frame) const;
     void refreshSwitchDate(FrameRef const& frame);
@@ -135,8 +143,14 @@ private:
     void dropPreRecordBySize(int n);
     void addNewMarkFlag(FrameRef const& frame, int nOffset, int nTopInterval, int nLength, MarkData& mark);
 
-    // Reads the mark at the front of the mark ring (iterators reset).
+    // Reads the record at the front of the mark ring in place.
     bool peekFrontMark(MarkData& mark);
+    // Data ring bytes of a record: a block's packets, a picture or given-up space.
+    int recordLength(MarkData const& mark) const;
+    // Bytes from the data ring's read position through the end of the
+    // record's span; -1 when the span is not held.
+    int spanThrough(MarkData const& mark) const;
+    bool passHandedOutBlock();
     bool basePopAVData(bool& bIFrame, int& nFrameNum, int& nBytes);
     bool frontSanpAVData(TSAVData** out);
     bool fillRawFrame(AVData* out, bool bOnlyOne);
@@ -194,6 +208,12 @@ private:
     bool m_bIFrameOnly;
     long long m_nLastFrameTime;
     bool m_bFrontOut;  // guarded by m_popMutex: a block is handed out
+    // Guarded by m_popMutex: the block handed out has left the rings; its
+    // bytes lie in the skip record at m_nPassedSkipOffset until popAVData.
+    bool m_bFrontEvicted;
+    int m_nPassedSkipOffset;
+    int m_nOutOffset;  // guarded by m_popMutex: the block handed out
+    int m_nOutLength;
     // updata restarted the time line at the last queued frame: the next video
     // frame is placed its own interval after it.
     bool m_bTimeLinePending;
