@@ -258,8 +258,9 @@ int TSRecordWriterWithIndex::getDirectIOoffset() {
 void TSRecordWriterWithIndex::close() {
     OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
     if (m_bClosed || m_recordFile.isNull()) return;
-    // The last items and the closing CRC name the data: it goes to disk first.
-    m_recordFile->flush();
+    // The last items and the closing CRC name the data: it goes to disk
+    // first, and data that could not be synced is never named by the index.
+    if (!m_recordFile->flush()) m_bGivenUp = true;
     if (!m_bGivenUp) {
         try {
             writeLeftData();

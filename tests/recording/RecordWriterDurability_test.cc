@@ -224,6 +224,23 @@ TEST_F(RecordWriterDurabilityTest, FlushesSyncOnlyWhereTheyAreCheap) {
 // close. The index may keep unsynced bytes (its pages reached the disk by
 // chance) or not. Whatever is left, every index item names record bytes that
 // survived, in a file that survived; and a cut after the close loses nothing.
+TEST_F(RecordWriterDurabilityTest, FailedDataSyncAtCloseAddsNoItemsToTheIndex) {
+    auto plan = std::make_shared<FaultPlan>();
+    {
+        FaultInjection faults(plan);
+        plan->spareUnsyncedBytesOf(".index");  // worst case: the index reached the disk
+        openSession();
+        ASSERT_EQ(0, write(Block(1, kDay0, 4, 'A')));
+        ASSERT_EQ(0, write(Block(2, kDay0 + 1, 4, 'B')));
+        plan->failFlushAt(1);  // the data sync of the close
+        m_session->close();
+        plan->powerCut();
+    }
+    std::vector<Item> items = indexedItems();
+    ASSERT_FALSE(items.empty());  // the entry is there, with no item
+    for (Item const& item : items) EXPECT_EQ(0, item.nLength) << item.strFile;
+}
+
 TEST_F(RecordWriterDurabilityTest, PowerCutBeforeAnyCallLeavesNoIndexItemWithoutItsData) {
     std::vector<Block> before = {Block(1, kDay0, 8, 'A')};
     // E ends D's item before the flush at F, whose item G joins before the close.
