@@ -303,6 +303,16 @@ int TSFrameQueue::pushRecordAVData(FrameRef const& frame) {
         return -1;
     }
 
+    // The packager answers 0 for a frame it cannot hold in its limit; packed
+    // as nothing, such a frame would leave an empty block that reads as a
+    // corrupt ring and costs the whole queue. It is refused here instead, as
+    // one that finds no room, with the P frames that depend on it.
+    if (static_cast<long long>(frame.nLength) + frame.nLength / 10 >= kPackLimit) {
+        m_bDiscardPFrame = true;
+        increaseDropFrame(frame);
+        return -2;
+    }
+
     int const n = spaceSizeCalculator(frame);
     if (cacheIsFull(n)) {
         if (!bIFrame) {

@@ -263,6 +263,17 @@ TEST_F(TSFrameQueueTest, IFrameNeedsItsRoomPlusTheAlignmentReserveAndOneLargerTh
               push(fits, {iFrame(kT0, 2000), iFrame(kT0 + 40000, 20000), pFrame(kT0 + 80000)}));
 }
 
+// A frame the packager cannot hold is refused with the P frames behind it;
+// what is queued stays readable.
+TEST_F(TSFrameQueueTest, FrameTooLargeToPackIsRefusedAndTheQueueKeepsItsBlocks) {
+    TSFrameQueue big(8 * 1024 * 1024);
+    EXPECT_EQ((Results{0, 0, -2, -2, -1, 0, 0}),
+              push(big, {iFrame(kT0, 2000, 1), pFrame(kT0 + 40000), iFrame(kT0 + 1000000, 1885091),
+                         iFrame(kT0 + 1040000, 1885091), pFrame(kT0 + 1080000),
+                         iFrame(kT0 + 2000000, 1884000, 2), iFrame(kT0 + 3000000, 2000, 3)}));
+    EXPECT_EQ((Results{1, 2}), takeTags(big));
+}
+
 // One thread: a P frame without room turns on dropping P frames, audio still
 // goes in, and the next I frame evicts the oldest group of pictures, gives up
 // the ring's end and starts again at the ring's start. The skip record at the
