@@ -49,11 +49,12 @@ protected:
         HostClock::reset();
     }
 
-    // Faults of the plan reach the data files (or every file) only.
-    FaultPlan& faults(bool everyFile = false) {
+    // Faults of the plan reach the data files of indexed directories, and
+    // every file of an FTP disk.
+    FaultPlan& faults() {
         std::shared_ptr<FaultPlan> plan = m_plan;
-        FileFactory::setFileCreator([plan, everyFile](int, int, int flag) -> IFile* {
-            return everyFile || flag == 1 ? new FaultInjectingFile(plan) : nullptr;
+        FileFactory::setFileCreator([plan](int diskType, int, int flag) -> IFile* {
+            return diskType == 3 || flag == 1 ? new FaultInjectingFile(plan) : nullptr;
         });
         return *m_plan;
     }
@@ -67,7 +68,6 @@ protected:
         file->setRecordBeginTime(kBegin);
         return file;
     }
-
     // A new file of the directory with its entry, as the disk layer gives it.
     SafePointer<RecordFileInfo> newFile(int requestType = 0) {
         if (!m_dir) {
@@ -75,10 +75,19 @@ protected:
             m_dir->init();
         }
         SafePointer<RecordFileInfo> file = fileInfo();
-        Block stream(1, kBegin, 188);
-        file->setAVStreamInfo(AVStreamInfo(&stream));
+        file->setAVStreamInfo(AVStreamInfo(&Block(1, kBegin, 188)));
         m_dir->setDeviceRequetType(file->getRecordDeviceInfo(), requestType);
         EXPECT_EQ(0, m_dir->createFile(file));
+        return file;
+    }
+    // A file of an FTP disk, which keeps no index.
+    SafePointer<RecordFileInfo> ftpFile(int number, long long segmentSize) {
+        m_info.setDiskType(3);
+        m_info.setFileSegmentSize(segmentSize);
+        SafePointer<RecordFileInfo> file = fileInfo();
+        file->setRecordDirInfoEx(m_info);
+        file->setFileNumber(number);
+        file->setRecordFileName(file->createFileName());
         return file;
     }
 
@@ -87,13 +96,13 @@ protected:
         EXPECT_EQ(1, m_index.open(m_info, "2024-01-01", "NVR_10.0.0.7_1", 0, 0));
         return m_index;
     }
-
     int indexedLength() {
-        int data = -1, time = 0, interval = 0, end = 0;
-        bool closed = false;
+        int data = -1, time, interval, end;
+        bool closed;
         index().getRecordFileLenAndTimeLen(data, time, interval, end, closed);
         return data;
     }
+    static bool marked() { return RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_1", "2024-01-01"); }
 
     TempDir m_disk;
     HostRootGuard m_root;
@@ -103,6 +112,7 @@ protected:
     RecordIndexFileParserEx m_index;
     int m_nHeld = -1;
 };
+using TSRecordWriterWithoutIndexTest = TSRecordWriterWithIndexTest;
 
 TEST_F(TSRecordWriterWithIndexTest, BlockThatWouldReachTheUsableSizeIsRefusedWhole) {
     std::filesystem::create_directories(m_root.root() + "/hd1/program/config");
@@ -140,44 +150,35 @@ TEST_F(TSRecordWriterWithIndexTest, ContinuedFileTakesItsEndTimeButNotASecondLes
     EXPECT_EQ(564, indexedLength());
 }
 
-TEST_F(TSRecordWriterWithIndexTest, UpdateWritesTheBlockFlushesAndEndsTheFileWithoutIndexingIt) {
-    m_info.setFileSegmentSize(1 << 20);
+TEST_F(TSRecordWriterWithIndexTest, OpenMarksTheRecordingAFailedWriteForgetsTheFileAndOnlyOneCloseActs) {
+    FaultPlan& plan = faults();
     SafePointer<RecordFileInfo> file = newFile();
     TSRecordWriterWithIndex writer;
+    EXPECT_FALSE(marked());
     ASSERT_EQ(0, writer.open(file, m_nHeld));
-    ASSERT_EQ(0, writer.write(&Block(1, kBegin, 376, 'a'), false, 0));
-    writer.setUpdateFlag();
-    EXPECT_TRUE(writer.getUpdateFlag());
-    EXPECT_EQ(OV_RECORD_FILE_UPDATED, writer.write(&Block(2, kBegin + 1, 188, 'b'), false, 0));
-    EXPECT_FALSE(writer.getUpdateFlag());
-    writer.close();
-    EXPECT_EQ(564u, TempDir::readWhole(file->createRecordFileName()).size());
-    EXPECT_EQ(376, indexedLength());
-}
-
-TEST_F(TSRecordWriterWithIndexTest, OpenMarksTheDateAsRecordingAndOnlyTheFirstCloseEndsIt) {
-    SafePointer<RecordFileInfo> file = newFile();
-    TSRecordWriterWithIndex writer;
-    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_1", "2024-01-01"));
-    ASSERT_EQ(0, writer.open(file, m_nHeld));
-    EXPECT_TRUE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_1", "2024-01-01"));
+    EXPECT_TRUE(marked());
     ASSERT_EQ(0, writer.write(&Block(1, kBegin, 188), false, 0));
+    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
+    plan.failWriteAt(1);
+    EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer.write(&Block(2, kBegin + 1, 188), false, 0));
+    EXPECT_EQ(0u, LastRecordFileInfoManager::getInstance()->size());  // it will not be continued
     writer.close();
-    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_1", "2024-01-01"));
+    EXPECT_FALSE(marked());
     std::string closed = TempDir::readWhole(RecordIndexFileParserEx::getIndexFileName(*file));
     writer.close();
     EXPECT_TRUE(closed == TempDir::readWhole(RecordIndexFileParserEx::getIndexFileName(*file)));
     EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer.write(&Block(1, kBegin, 188), false, 0));
 }
 
-TEST_F(TSRecordWriterWithIndexTest, IndexReachesTheDiskAtTheFlushIntervalOnly) {
+TEST_F(TSRecordWriterWithIndexTest, IndexReachesTheDiskAtTheFlushIntervalOrAtAnUpdate) {
     EXPECT_EQ(60, TSRecordWriterWithIndex::initFlushIntervalTime(1, 0));
     EXPECT_EQ(60, TSRecordWriterWithIndex::initFlushIntervalTime(2, 6));
     EXPECT_EQ(30, TSRecordWriterWithIndex::initFlushIntervalTime(4, 0));
     EXPECT_EQ(0, TSRecordWriterWithIndex::initFlushIntervalTime(4, 6));
     m_info.setFileSegmentSize(1 << 20);
+    SafePointer<RecordFileInfo> file = newFile();
     TSRecordWriterWithIndex writer;
-    ASSERT_EQ(0, writer.open(newFile(), m_nHeld));
+    ASSERT_EQ(0, writer.open(file, m_nHeld));
     for (int i = 0; i < 4; ++i) {
         ASSERT_EQ(0, writer.write(&Block(1, kBegin + 2 * i, 188), false, 0));
         HostClock::shift(19);
@@ -186,21 +187,14 @@ TEST_F(TSRecordWriterWithIndexTest, IndexReachesTheDiskAtTheFlushIntervalOnly) {
     HostClock::shift(5);
     ASSERT_EQ(0, writer.write(&Block(1, kBegin + 8, 188), false, 0));
     EXPECT_EQ(3 * 188, indexedLength());  // items of the blocks before the last two
+    // An update flushes at once and ends the file; its block is written, not indexed.
+    writer.setUpdateFlag();
+    EXPECT_EQ(OV_RECORD_FILE_UPDATED, writer.write(&Block(2, kBegin + 9, 188), false, 0));
+    EXPECT_FALSE(writer.getUpdateFlag());
+    EXPECT_EQ(4 * 188, indexedLength());
     writer.close();
+    EXPECT_EQ(6u * 188, TempDir::readWhole(file->createRecordFileName()).size());
     EXPECT_EQ(5 * 188, indexedLength());
-}
-
-TEST_F(TSRecordWriterWithIndexTest, FailedWriteForgetsTheFileAsOneToContinue) {
-    FaultPlan& plan = faults();
-    SafePointer<RecordFileInfo> file = newFile();
-    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
-    TSRecordWriterWithIndex writer;
-    ASSERT_EQ(0, writer.open(file, m_nHeld));
-    ASSERT_EQ(0, writer.write(&Block(1, kBegin, 188), false, 0));
-    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
-    plan.failWriteAt(1);
-    EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer.write(&Block(2, kBegin + 1, 188), false, 0));
-    EXPECT_EQ(0u, LastRecordFileInfoManager::getInstance()->size());
 }
 
 TEST_F(TSRecordWriterWithIndexTest, OpenFailureDropsTheIndexEntryOfAMissingDataFileOnly) {
@@ -218,28 +212,13 @@ TEST_F(TSRecordWriterWithIndexTest, OpenFailureDropsTheIndexEntryOfAMissingDataF
 }
 
 TEST_F(TSRecordWriterWithIndexTest, FactoryGivesFtpDisksTheWriterWithoutIndex) {
-    RecordDirInfoEx ftp;
-    ftp.setDiskType(3);
-    EXPECT_NE(nullptr, RecordFileWriterFactory::create(ftp).dynamicCast<TSRecordWriterWithoutIndex>().get());
-    for (int type : {0, 1, 2, 4, 5}) {
-        RecordDirInfoEx other;
-        other.setDiskType(type);
-        EXPECT_NE(nullptr, RecordFileWriterFactory::create(other).dynamicCast<TSRecordWriterWithIndex>().get());
+    for (int type : {0, 1, 2, 3, 4, 5}) {
+        m_info.setDiskType(type);
+        SafePointer<IRecordWriter> writer = RecordFileWriterFactory::create(m_info);
+        EXPECT_EQ(type == 3, writer.dynamicCast<TSRecordWriterWithoutIndex>().get() != nullptr) << type;
+        EXPECT_EQ(type != 3, writer.dynamicCast<TSRecordWriterWithIndex>().get() != nullptr) << type;
     }
 }
-
-class TSRecordWriterWithoutIndexTest : public TSRecordWriterWithIndexTest {
-protected:
-    SafePointer<RecordFileInfo> ftpFile(int number, long long segmentSize) {
-        m_info.setDiskType(3);
-        m_info.setFileSegmentSize(segmentSize);
-        SafePointer<RecordFileInfo> file = fileInfo();
-        file->setRecordDirInfoEx(m_info);
-        file->setFileNumber(number);
-        file->setRecordFileName(file->createFileName());
-        return file;
-    }
-};
 
 TEST_F(TSRecordWriterWithoutIndexTest, WaitsForAnIFrameAndChangesFilesOnlyAtOne) {
     SafePointer<RecordFileInfo> file = ftpFile(1, 3 * 188);
@@ -253,9 +232,8 @@ TEST_F(TSRecordWriterWithoutIndexTest, WaitsForAnIFrameAndChangesFilesOnlyAtOne)
     writer.close();
     EXPECT_EQ(i.text() + q.text(), TempDir::readWhole(file->createRecordFileName()));
 
-    SafePointer<RecordFileInfo> day = ftpFile(2, 1 << 20);
     TSRecordWriterWithoutIndex late;
-    ASSERT_EQ(0, late.open(day, m_nHeld));
+    ASSERT_EQ(0, late.open(ftpFile(2, 1 << 20), m_nHeld));
     long long midnight = kBegin + 12 * 3600;
     EXPECT_EQ(0, late.write(&Block(1, midnight, 188), false, 0));
     EXPECT_EQ(0, late.write(&Block(2, midnight + 1, 188), false, 0));  // the day ends at an I frame only
@@ -263,7 +241,7 @@ TEST_F(TSRecordWriterWithoutIndexTest, WaitsForAnIFrameAndChangesFilesOnlyAtOne)
 }
 
 TEST_F(TSRecordWriterWithoutIndexTest, FlushesOnlyWhenMoreThanAMinuteHasPassed) {
-    FaultPlan& plan = faults(true);
+    FaultPlan& plan = faults();
     HostClock::freeze();
     SafePointer<RecordFileInfo> file = ftpFile(1, 1 << 20);
     TSRecordWriterWithoutIndex writer;
