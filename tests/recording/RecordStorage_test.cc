@@ -165,9 +165,7 @@ TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndCloseGivesEverythingBa
     RecordStorage storage;
     EXPECT_EQ(-1, storage.write(0, static_cast<AVData const*>(nullptr)));
     EXPECT_EQ(-1, storage.getWriteResult(0));
-    m_info.setDeviceIP("fe80::1");
     EXPECT_EQ(0, storage.open(m_info, false));
-    m_info.setDeviceIP("fe80--1");  // as the session makes it file-name safe
     storage.setTSFrameQueue(&m_queue);
     Block sound = audio(kDay0, 'a'), early = pFrame(kDay0, 'p'), first = iFrame(kDay0 + 1, 'I'),
           next = pFrame(kDay0 + 2, 'P');
@@ -175,11 +173,11 @@ TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndCloseGivesEverythingBa
     EXPECT_EQ(0, storage.getDeviceTimeStamp());
     EXPECT_EQ(OV_RECORD_FRAME_REFUSED, storage.write(0, &early));
     EXPECT_EQ(kDay0, storage.getDeviceTimeStamp());
-    EXPECT_FALSE(m_disk.exists("sda1/record/NVR_fe80--1_2"));  // no file yet, no folder
+    EXPECT_FALSE(m_disk.exists("sda1/record/NVR_10.0.0.7_2"));  // no file yet, no folder
     EXPECT_EQ(0, storage.write(0, &first));
     EXPECT_EQ(0, storage.write(0, &sound));
     EXPECT_EQ(0, storage.write(0, &next));
-    EXPECT_EQ((Texts{"00001-NVR_fe80--1_2_20240101120001.ts", "NVR_fe80--1_2_2024-01-01.index"}), names());
+    EXPECT_EQ((Texts{"00001-NVR_10.0.0.7_2_20240101120001.ts", "NVR_10.0.0.7_2_2024-01-01.index"}), names());
     EXPECT_EQ(Texts{first.text() + sound.text() + next.text()}, contents());
     EXPECT_EQ(1, RecordDiskManagerImpl::getInstance()->getDiskReferenceCount("sda1"));
     EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
@@ -202,8 +200,9 @@ TEST_F(RecordStorageTest, EndedFileHandsTheBlockToTheNextFileInTheSameCall) {
         {"write failed", 1, [](FaultPlan& plan) { plan.failWriteAt(1); }, 0, FileRequestWriteFailed, {"AB", "CaD"}},
         {"update asked", 1, [](FaultPlan&) { RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1"); },
          0, FileRequestNew, {"ABC", "CaD"}},
-        {"two failures", 1, [](FaultPlan& plan) { plan.failWriteAt(1), plan.failWriteAt(2); },
-         OV_RECORD_WRITE_FAILED, FileRequestWriteFailed, {"AB", "", "D"}},
+        {"update, then a failed write", 1,
+         [](FaultPlan& plan) { RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1"), plan.failWriteAt(2); },
+         OV_RECORD_WRITE_FAILED, FileRequestWriteFailed, {"ABC", "", "D"}},
         {"audio discontinuity", 0, [](FaultPlan&) {}, OV_RECORD_FRAME_REFUSED, FileRequestContinue, {"AB", "D"}},
     };
     FaultPlan& plan = faults();
@@ -389,7 +388,9 @@ TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadAndLogsItsTex
 // for an I frame.
 TEST_F(RecordStorageTest, NoFileToBeHadKeepsTheSessionWaitingForAnIFrame) {
     FaultPlan& plan = faults();
+    m_info.setDeviceIP("fe80::1");
     m_session = newSession(2, true);  // dedicated directories only
+    m_info.setDeviceIP("fe80--1");    // as the session makes it file-name safe
     EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(iFrame(kDay0, 'A')));
     m_other.setAttribute(4);
     m_other.setDiskType(1);
@@ -398,7 +399,7 @@ TEST_F(RecordStorageTest, NoFileToBeHadKeepsTheSessionWaitingForAnIFrame) {
     EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, write(iFrame(kDay0 + 1, 'B')));
     EXPECT_EQ(FileRequestOpenFailed, m_session->getRequestType());
     EXPECT_NE(std::string::npos,
-              log("RecordIOError.log").find("device(NVR,10.0.0.7,2),open RecordWrite failed,nRet = -702"));
+              log("RecordIOError.log").find("device(NVR,fe80--1,2),open RecordWrite failed,nRet = -702"));
     EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(pFrame(kDay0 + 2, 'p')));
     Block c = iFrame(kDay0 + 3, 'C');
     EXPECT_EQ(0, write(c));
