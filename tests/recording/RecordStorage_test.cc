@@ -278,8 +278,8 @@ TEST_F(RecordStorageTest, ReadOnlyDirectoryEndsTheFileUnlessAnUpdateIsPending) {
 }
 
 TEST_F(RecordStorageTest, QueueOrIndexEntryThatFailsRefusesTheBlockAndTheNextVideoGoesOn) {
-    // retry: on the fresh file after a failed write, else on the first file.
-    // openCall: the index entry's open that fails; 0: the queue cannot be updated.
+    // retry: on the fresh file after a failed write. openCall: the open that fails, the index
+    // entry's (a first file looks for one to join before); 0: the queue cannot be updated.
     struct Case { char const* what; bool retry; int openCall; };
     FaultPlan& plan = faults(true);
     int camera = 20;
