@@ -6,12 +6,7 @@
 
 namespace NS_OVTime {
 
-double read(clockid_t clock) {
-    struct timespec now {};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9 +
-           static_cast<double>(HostClock::getOffsetMicroseconds()) / 1e6;
-}
+double read(clockid_t clock) { return static_cast<double>(HostClock::read(clock)) / 1e6; }
 
 }  // namespace NS_OVTime
 

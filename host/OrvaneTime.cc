@@ -36,10 +36,7 @@ long long OrvaneTime::toMicroseconds() const {
 }
 
 OrvaneTime OrvaneTime::currentTime() {
-    struct timespec now {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    long long micros = static_cast<long long>(now.tv_sec) * 1000000LL + now.tv_nsec / 1000 +
-                       HostClock::getOffsetMicroseconds();
+    long long micros = HostClock::read(CLOCK_REALTIME);
     long long seconds = micros / 1000000LL;
     long long rest = micros % 1000000LL;
     if (rest < 0) {

@@ -254,10 +254,13 @@ void RecordStorageTSImpl::updateRecordFileLockNum() {
     int deletedStatus = 0;
     RecordLockInfoManager* locks = RecordLockInfoManager::getInstance();
     locks->getRecordLockInfo(dir, deviceDir, date, lockFileNum, deletedStatus);
+    // The lock memory keeps no counts: the line is where this one shows, so
+    // line and store take the same value.
+    int lockNum = lockFileNum + 1;
     if (printing())
         std::printf("RecordStorageTSImpl::updateRecordFileLockNum, %s, %s, %d \n", deviceDir.c_str(),
-                    date.c_str(), lockFileNum + 1);
-    locks->updateRecordDeviceLockInfo(dir, deviceDir, date, lockFileNum + 1, deletedStatus);
+                    date.c_str(), lockNum);
+    locks->updateRecordDeviceLockInfo(dir, deviceDir, date, lockNum, deletedStatus);
 }
 
 void RecordStorageTSImpl::baseClose() {

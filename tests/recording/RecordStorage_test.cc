@@ -2,41 +2,46 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <filesystem>
 #include <fstream>
-#include <memory>
+#include <functional>
 #include <sstream>
-#include <string>
-#include <vector>
+#include <thread>
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "directory/PlainRecordDir.h"
+#include "disk/RecordDirStateManager.h"
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/ReturnCode.h"
+#include "foundation/StorageParameterManage.h"
+#include "host/DiskManagerFactory.h"
+#include "host/FileFactory.h"
 #include "host/GlobalEnv.h"
+#include "host/HostClock.h"
 #include "recording/RecordFileRequestManager.h"
 #include "recording/RecordStorageTSImpl.h"
 #include "recording/RecordUpdateManager.h"
 #include "recording/TSFrameQueue.h"
-#include "host/FileFactory.h"
+#include "recording/TSRecordWriterWithIndex.h"
+#include "tests/support/FaultInjectingDiskManager.h"
 #include "tests/support/FaultInjectingFile.h"
-#include "tests/support/FaultPlan.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestBlock.h"
 #include "tests/support/TsPacketReader.h"
+#include "tracking/RecordSegmentInfoManager.h"
+#include "tracking/RecordingMarkManager.h"
 
 namespace {
 
-constexpr int kPacket = 188;
 constexpr long long kDay0 = 1704110400;  // 2024-01-01 12:00:00 UTC
 constexpr long long kSecond = 1000000;
+using Texts = std::vector<std::string>;
 
-// A queue block of whole TS packets whose payload bytes carry a tag, so that
-// a file's content shows which blocks went into it.
 struct Block : TestBlock {
     Block(int esType, int frameType, long long seconds, int packets, char tag, bool discontinuity = false)
         : TestBlock(esType, frameType, seconds * kSecond, packets, tag, discontinuity) {}
@@ -47,30 +52,13 @@ Block iFrame(long long s, char tag, int packets = 2) { return Block(1, 1, s, pac
 Block pFrame(long long s, char tag, int packets = 1) { return Block(1, 2, s, packets, tag); }
 Block audio(long long s, char tag) { return Block(2, 1, s, 1, tag); }
 
-std::vector<std::string> listNames(std::string const& dir) {
-    std::vector<std::string> names;
-    if (DIR* handle = opendir(dir.c_str())) {
-        while (dirent* entry = readdir(handle)) {
-            std::string name = entry->d_name;
-            if (name != "." && name != "..") names.push_back(name);
-        }
-        closedir(handle);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+bool waitFor(std::function<bool()> const& condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i) usleep(5000);
+    return condition();
 }
 
-// Faults of the plan reach the record data files only, not their index.
-class DataFileFaults {
-public:
-    explicit DataFileFaults(std::shared_ptr<FaultPlan> plan) {
-        FileFactory::setFileCreator([plan](int, int, int flag) -> IFile* {
-            return flag == 1 ? new FaultInjectingFile(plan) : nullptr;
-        });
-    }
-    ~DataFileFaults() { FileFactory::resetFileCreator(); }
-};
-
+// Sessions on disk "sda1" (type 1, where faults are injected) and on a plain
+// second disk "sdb1" (type 2).
 class RecordStorageTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -78,8 +66,12 @@ protected:
         tzset();
         m_dir.setRecordRootDir(m_disk.path("sda1"));
         m_dir.setRecordDiskName("sda1");
-        m_dir.setFileSegmentSize(20 * kPacket);
+        m_dir.setFileSegmentSize(20 * TestBlock::kPacket);
         m_dir.setDiskType(1);
+        m_other = m_dir;
+        m_other.setRecordRootDir(m_disk.path("sdb1"));
+        m_other.setRecordDiskName("sdb1");
+        m_other.setDiskType(2);
         LastRecordFileInfoManager::getInstance()->clear();
         RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
         m_info.setDeviceId("NVR");
@@ -88,406 +80,388 @@ protected:
     }
 
     void TearDown() override {
+        m_plan->release();
         m_session.reset();
         RecordDiskManagerImpl::getInstance()->clear();
         LastRecordFileInfoManager::getInstance()->clear();
+        RecordDirStateManager::getInstance()->clear();
         GlobalEnv::getInstance()->setPrintFlag(false);
+        FileFactory::resetFileCreator();
+        DiskManagerFactory::resetDiskManagers();
+        HostClock::reset();
     }
 
-    void openSession() {
-        m_session.reset(new RecordStorageTSImpl());
-        ASSERT_EQ(0, m_session->open(m_info, false));
-        m_session->setTSFrameQueue(&m_queue);
+    // Faults of the plan reach the record data files of disk type 1, or every file.
+    FaultPlan& faults(bool everyFile = false) {
+        std::shared_ptr<FaultPlan> plan = m_plan;
+        FileFactory::setFileCreator([plan, everyFile](int diskType, int, int flag) -> IFile* {
+            return everyFile || (diskType == 1 && flag == 1) ? new FaultInjectingFile(plan) : nullptr;
+        });
+        return *m_plan;
     }
 
+    std::unique_ptr<RecordStorageTSImpl> newSession(int camera, bool dedicated = false) {
+        std::unique_ptr<RecordStorageTSImpl> session(new RecordStorageTSImpl());
+        m_info.setCameraId(camera);
+        EXPECT_EQ(0, session->open(m_info, dedicated));
+        session->setTSFrameQueue(&m_queue);
+        return session;
+    }
+    void openSession() { m_session = newSession(m_info.getCameraId()); }
     int write(Block const& block) { return m_session->write(0, &block); }
 
     std::string dateDir(std::string const& date = "2024-01-01") const {
-        return m_dir.getRecordRootDir() + "/record/NVR_10.0.0.7_2/" + date;
+        return m_dir.getRecordRootDir() + "/record/NVR_" + m_info.getDeviceIP() + "_" +
+               std::to_string(m_info.getCameraId()) + "/" + date;
     }
-    std::vector<std::string> files(std::string const& date = "2024-01-01") const {
-        std::vector<std::string> names = listNames(dateDir(date));
-        names.erase(std::remove_if(names.begin(), names.end(),
-                                   [](std::string const& name) {
-                                       return name.size() < 3 || name.compare(name.size() - 3, 3, ".ts") != 0;
-                                   }),
-                    names.end());
-        return names;
+    // Names in the date folder, sorted.
+    Texts names(std::string const& date = "2024-01-01") const {
+        Texts found;
+        std::error_code missing;
+        for (auto const& entry : std::filesystem::directory_iterator(dateDir(date), missing))
+            found.push_back(entry.path().filename().string());
+        std::sort(found.begin(), found.end());
+        return found;
     }
-    std::string content(size_t n, std::string const& date = "2024-01-01") const {
-        std::vector<std::string> names = files(date);
-        return n < names.size() ? TempDir::readWhole(dateDir(date) + "/" + names[n]) : std::string("<none>");
+    // The record files of the date folder, in name order.
+    Texts contents(std::string const& date = "2024-01-01") const {
+        Texts found;
+        for (std::string const& name : names(date))
+            if (name.find(".ts") != std::string::npos) found.push_back(TempDir::readWhole(dateDir(date) + "/" + name));
+        return found;
     }
     PlainRecordDir* plainDir() {
         return static_cast<PlainRecordDir*>(
             RecordDiskManagerImpl::getInstance()->getRecordDir(m_dir.getRecordRootDir()).get());
     }
+    std::string log(char const* name) const { return TempDir::readWhole(m_root.root() + "/mnt/mtd/log/" + name); }
+
+    // Two video frames wait in the queue; answers its first block.
+    TSAVData* queueTwoFrames() {
+        AVData frame;
+        std::string bytes(1000, 'I');
+        frame.setData(bytes.data(), 1000);
+        frame.setESStreamType(1), frame.setFrameType(1), frame.setEncoderType(1);
+        for (long long at : {kDay0 * kSecond, kDay0 * kSecond + 40000}) {
+            frame.setTimeStamp(at);
+            EXPECT_EQ(0, m_queue.pushAVData(&frame));
+        }
+        TSAVData* front = nullptr;
+        EXPECT_TRUE(m_queue.frontAVData(&front));
+        return front;
+    }
 
     HostRootGuard m_root;
     TempDir m_disk;
     RecordDirInfoEx m_dir;
+    RecordDirInfoEx m_other;
     RecordInfo m_info;
     TSFrameQueue m_queue{1024 * 1024};
     std::unique_ptr<RecordStorageTSImpl> m_session;
+    std::shared_ptr<FaultPlan> m_plan = std::make_shared<FaultPlan>();
 };
 
-TEST_F(RecordStorageTest, WaitsForAVideoIFrameBeforeTheFirstFile) {
-    openSession();
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(audio(kDay0, 'a')));
-    EXPECT_EQ(0, m_session->getDeviceTimeStamp());
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(pFrame(kDay0, 'p')));
-    EXPECT_EQ(kDay0, m_session->getDeviceTimeStamp());
-    EXPECT_TRUE(files().empty());
-
-    Block first = iFrame(kDay0 + 1, 'I');
-    Block sound = audio(kDay0 + 1, 'a');
-    Block next = pFrame(kDay0 + 2, 'P');
-    EXPECT_EQ(0, write(first));
-    EXPECT_EQ(0, write(sound));
-    EXPECT_EQ(0, write(next));
-    ASSERT_EQ(std::vector<std::string>{"00001-NVR_10.0.0.7_2_20240101120001.ts"}, files());
-    EXPECT_EQ(first.text() + sound.text() + next.text(), content(0));
+TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndCloseGivesEverythingBack) {
+    RecordStorage storage;
+    EXPECT_EQ(-1, storage.write(0, static_cast<AVData const*>(nullptr)));
+    EXPECT_EQ(-1, storage.getWriteResult(0));
+    EXPECT_EQ(0, storage.open(m_info, false));
+    storage.setTSFrameQueue(&m_queue);
+    Block sound = audio(kDay0, 'a'), early = pFrame(kDay0, 'p'), first = iFrame(kDay0 + 1, 'I'),
+          next = pFrame(kDay0 + 2, 'P');
+    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, storage.write(0, &sound));
+    EXPECT_EQ(0, storage.getDeviceTimeStamp());
+    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, storage.write(0, &early));
+    EXPECT_EQ(kDay0, storage.getDeviceTimeStamp());
+    EXPECT_FALSE(m_disk.exists("sda1/record/NVR_10.0.0.7_2"));  // no file yet, no folder
+    EXPECT_EQ(0, storage.write(0, &first));
+    EXPECT_EQ(0, storage.write(0, &sound));
+    EXPECT_EQ(0, storage.write(0, &next));
+    EXPECT_EQ((Texts{"00001-NVR_10.0.0.7_2_20240101120001.ts", "NVR_10.0.0.7_2_2024-01-01.index"}), names());
+    EXPECT_EQ(Texts{first.text() + sound.text() + next.text()}, contents());
+    EXPECT_EQ(1, RecordDiskManagerImpl::getInstance()->getDiskReferenceCount("sda1"));
+    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
+    EXPECT_EQ(0, storage.close());
+    EXPECT_TRUE(storage.isClosed());
+    EXPECT_EQ(0, RecordDiskManagerImpl::getInstance()->getDiskReferenceCount("sda1"));
+    EXPECT_EQ(0u, LastRecordFileInfoManager::getInstance()->size());
+    EXPECT_EQ(OV_RECORD_WRITE_FAILED, storage.write(0, &iFrame(kDay0 + 50, 'B')));
+    EXPECT_EQ(kDay0 + 2, storage.getDeviceTimeStamp());
+    EXPECT_EQ(0, storage.close());
 }
 
-TEST_F(RecordStorageTest, FullFileIsAnsweredInTheSameCallWithTheNextFile) {
+// A (8 packets) and B (8) fill 16 of the file's 20 packets; then C meets the
+// cause, then an audio block and D (1) follow.
+TEST_F(RecordStorageTest, EndedFileHandsTheBlockToTheNextFileInTheSameCall) {
+    // packetsOfC 0: C is audio with the discontinuity indicator; files by block tag.
+    struct Case { char const* cause; int packetsOfC; std::function<void(FaultPlan&)> arm; int code, requestType; Texts files; };
+    Case const cases[] = {
+        {"file full", 4, [](FaultPlan&) {}, 0, FileRequestFileFull, {"AB", "CaD"}},
+        {"write failed", 1, [](FaultPlan& plan) { plan.failWriteAt(1); }, 0, FileRequestWriteFailed, {"AB", "CaD"}},
+        {"update asked", 1, [](FaultPlan&) { RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1"); },
+         0, FileRequestNew, {"ABC", "CaD"}},
+        {"update, then a failed write", 1,
+         [](FaultPlan& plan) { RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1"), plan.failWriteAt(2); },
+         OV_RECORD_WRITE_FAILED, FileRequestWriteFailed, {"ABC", "", "D"}},
+        {"audio discontinuity", 0, [](FaultPlan&) {}, OV_RECORD_FRAME_REFUSED, FileRequestContinue, {"AB", "D"}},
+    };
+    FaultPlan& plan = faults();
+    int camera = 10;
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.cause);
+        m_info.setCameraId(++camera);
+        openSession();
+        Block a = iFrame(kDay0, 'A', 8), b = pFrame(kDay0 + 1, 'B', 8), sound = audio(kDay0 + 2, 'a'),
+              cBlock = c.packetsOfC ? pFrame(kDay0 + 2, 'C', c.packetsOfC) : Block(2, 1, kDay0 + 2, 1, 'C', true),
+              d = pFrame(kDay0 + 3, 'D');
+        EXPECT_EQ(0, write(a));
+        EXPECT_EQ(0, write(b));
+        c.arm(plan);
+        EXPECT_EQ(c.code, write(cBlock));
+        EXPECT_EQ(c.requestType, m_session->getRequestType());
+        EXPECT_EQ(c.code == 0 ? 0 : OV_RECORD_FRAME_REFUSED, write(sound));  // between files: refused
+        if (c.code != 0) {
+            EXPECT_EQ(FileRequestNew, m_session->getRequestType());
+        }
+        EXPECT_EQ(0, write(d));
+        std::string const texts[] = {a.text(), b.text(), cBlock.text(), sound.text(), d.text()};
+        Texts expected;
+        for (std::string const& tags : c.files) {
+            expected.emplace_back();
+            for (char tag : tags) expected.back() += texts[std::string("ABCaD").find(tag)];
+        }
+        EXPECT_EQ(expected, contents());
+        m_session->close();
+    }
+}
+
+TEST_F(RecordStorageTest, ContinuedFileMovesTheQueueToItsEndAndRefusesOlderTime) {
+    queueTwoFrames();
+    auto frontPts = [this]() {  // 90 kHz ticks
+        TSAVData* front = nullptr;
+        EXPECT_TRUE(m_queue.frontAVData(&front));
+        return TsPacketReader(std::string(front->getData(), front->getDataLength())).getPes().at(0).nPts;
+    };
     openSession();
-    Block a = iFrame(kDay0, 'A', 8);
-    Block b = pFrame(kDay0 + 1, 'B', 8);
-    Block c = pFrame(kDay0 + 2, 'C', 4);  // 20 packets would fill the file exactly
+    Block a = iFrame(kDay0 + 100, 'A'), b = pFrame(kDay0 + 110, 'B');
     EXPECT_EQ(0, write(a));
+    EXPECT_EQ(0, frontPts());  // a new file leaves the queued time line alone
     EXPECT_EQ(0, write(b));
-    EXPECT_EQ(0, write(c));
-    ASSERT_EQ(2u, files().size());
-    EXPECT_EQ(a.text() + b.text(), content(0));
-    EXPECT_EQ(c.text(), content(1));
-    EXPECT_EQ(FileRequestFileFull, m_session->getRequestType());
-}
-
-TEST_F(RecordStorageTest, AudioThatFillsTheFileIsDroppedAndAPFrameOpensTheNext) {
-    openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A', 19)));
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(audio(kDay0, 'a')));
-    EXPECT_EQ(1u, files().size());
-    Block p = pFrame(kDay0 + 1, 'P');
-    EXPECT_EQ(0, write(p));
-    ASSERT_EQ(2u, files().size());
-    EXPECT_EQ(p.text(), content(1));
-}
-
-TEST_F(RecordStorageTest, FailedWriteIsRetriedOnceOnAFreshFile) {
-    auto plan = std::make_shared<FaultPlan>();
-    DataFileFaults faults(plan);
-    openSession();
-    Block a = iFrame(kDay0, 'A');
-    Block b = pFrame(kDay0 + 1, 'B');
-    EXPECT_EQ(0, write(a));
-    plan->failWriteAt(1);
-    EXPECT_EQ(0, write(b));
-    ASSERT_EQ(2u, files().size());
-    EXPECT_EQ(a.text(), content(0));
-    EXPECT_EQ(b.text(), content(1));
-    EXPECT_EQ(FileRequestWriteFailed, m_session->getRequestType());
-}
-
-TEST_F(RecordStorageTest, TwoFailuresInOneCallLoseTheBlockAndTheNextVideoGoesOn) {
-    auto plan = std::make_shared<FaultPlan>();
-    DataFileFaults faults(plan);
-    openSession();
-    Block a = iFrame(kDay0, 'A');
-    EXPECT_EQ(0, write(a));
-    plan->failWriteAt(1);
-    plan->failWriteAt(2);
-    EXPECT_EQ(OV_RECORD_WRITE_FAILED, write(pFrame(kDay0 + 1, 'B')));
-    EXPECT_EQ(FileRequestWriteFailed, m_session->getRequestType());
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(audio(kDay0 + 1, 'a')));
-    Block c = pFrame(kDay0 + 2, 'C');
-    EXPECT_EQ(0, write(c));
-    std::vector<std::string> names = files();
-    ASSERT_EQ(3u, names.size());
-    EXPECT_EQ(a.text(), content(0));
-    EXPECT_EQ("", content(1));
-    EXPECT_EQ(c.text(), content(2));
-}
-
-TEST_F(RecordStorageTest, DiscontinuityOnVideoStartsAFileOfTheNewDay) {
-    openSession();
-    Block a = iFrame(kDay0, 'A');
-    EXPECT_EQ(0, write(a));
-    Block b(1, 1, kDay0 + 86400, 2, 'B', true);
-    EXPECT_EQ(0, write(b));
-    EXPECT_EQ(a.text(), content(0));
-    ASSERT_EQ(1u, files("2024-01-02").size());
-    EXPECT_EQ(b.text(), content(0, "2024-01-02"));
-    EXPECT_EQ(FileRequestContinue, m_session->getRequestType());
-}
-
-TEST_F(RecordStorageTest, DiscontinuityOnAudioClosesTheFileAndWaitsForVideo) {
-    openSession();
-    Block a = iFrame(kDay0, 'A');
-    EXPECT_EQ(0, write(a));
-    EXPECT_EQ(1u, RecordUpdateManager::getInstance()->getWriterCount());
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(Block(2, 1, kDay0 + 1, 1, 'x', true)));
-    EXPECT_EQ(0u, RecordUpdateManager::getInstance()->getWriterCount());
-    // Between files, plain audio is refused too.
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(audio(kDay0 + 1, 'y')));
-    EXPECT_EQ(FileRequestNew, m_session->getRequestType());
-    Block p = pFrame(kDay0 + 2, 'P');
-    EXPECT_EQ(0, write(p));
-    ASSERT_EQ(2u, files().size());
-    EXPECT_EQ(p.text(), content(1));
-}
-
-TEST_F(RecordStorageTest, ContinuedFileRefusesOlderTimeAndTheBlockGoesToANewFile) {
-    openSession();
-    Block a = iFrame(kDay0 + 100, 'A');
-    Block b = pFrame(kDay0 + 110, 'B');
-    EXPECT_EQ(0, write(a));
-    EXPECT_EQ(0, write(b));
-    // Same day, later time: the unfinished file is joined.
+    // Same day, later time: the unfinished file is joined, and the queue's
+    // time line goes on from its end (ten seconds and the second of B).
     Block c(1, 1, kDay0 + 120, 2, 'C', true);
     EXPECT_EQ(0, write(c));
-    ASSERT_EQ(1u, files().size());
-    EXPECT_EQ(a.text() + b.text() + c.text(), content(0));
+    EXPECT_EQ(11 * 90000, frontPts());
+    EXPECT_EQ(Texts{a.text() + b.text() + c.text()}, contents());
     // A clock that went back: the joined file refuses it.
     Block d(1, 1, kDay0 + 50, 2, 'D', true);
     EXPECT_EQ(0, write(d));
-    ASSERT_EQ(2u, files().size());
-    EXPECT_EQ(a.text() + b.text() + c.text(), content(0));
-    EXPECT_EQ(d.text(), content(1));
+    EXPECT_EQ((Texts{a.text() + b.text() + c.text(), d.text()}), contents());
     EXPECT_EQ(FileRequestTimeRollback, m_session->getRequestType());
 }
 
-TEST_F(RecordStorageTest, RequestedUpdateEndsTheFileAndTheBlockIsRewritten) {
+TEST_F(RecordStorageTest, ReadOnlyDirectoryEndsTheFileUnlessAnUpdateIsPending) {
     openSession();
-    Block a = iFrame(kDay0, 'A');
-    Block b = pFrame(kDay0 + 1, 'B');
+    Block a = iFrame(kDay0, 'A'), b = pFrame(kDay0 + 1, 'B'), c = pFrame(kDay0 + 2, 'C'), d = pFrame(kDay0 + 3, 'D');
     EXPECT_EQ(0, write(a));
-    RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1");
-    EXPECT_EQ(0, write(b));
-    ASSERT_EQ(2u, files().size());
-    EXPECT_EQ(a.text() + b.text(), content(0));
-    EXPECT_EQ(b.text(), content(1));
-    EXPECT_EQ(FileRequestNew, m_session->getRequestType());
-}
-
-TEST_F(RecordStorageTest, DirectoryGoneReadOnlyEndsTheFileUntilItComesBack) {
-    openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
     plainDir()->setWritable(false);
-    EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(pFrame(kDay0 + 1, 'B')));
+    EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(b));
     EXPECT_EQ(FileRequestWriteFailed, m_session->getRequestType());
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(audio(kDay0 + 1, 'a')));
     plainDir()->setWritable(true);
-    Block c = pFrame(kDay0 + 2, 'C');
     EXPECT_EQ(0, write(c));
-    ASSERT_EQ(2u, files().size());
-    EXPECT_EQ(c.text(), content(1));
+    // The writer finishes its update on the read-only directory first.
+    RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1");
+    plainDir()->setWritable(false);
+    EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(d));
+    EXPECT_EQ(FileRequestNew, m_session->getRequestType());
+    EXPECT_EQ((Texts{a.text(), c.text() + d.text()}), contents());
 }
 
-TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheDirectoryAndIsLogged) {
-    auto plan = std::make_shared<FaultPlan>();
-    DataFileFaults faults(plan);
-    openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
-    plainDir()->stopDetectionThread();  // hold the close until we have looked
-    plan->throwOnWriteAt(1);
-    EXPECT_EQ(OV_RECORD_IO_ERROR, write(pFrame(kDay0 + 1, 'B')));
-    EXPECT_TRUE(plainDir()->isIOError());
-    EXPECT_EQ(0u, RecordUpdateManager::getInstance()->getWriterCount());
-    plainDir()->startDetectionThread();
-    for (int i = 0; i < 1000 && plainDir()->isIOError(); ++i) usleep(10000);
-    EXPECT_FALSE(plainDir()->isIOError());
-    std::string log = TempDir::readWhole(m_root.root() + "/mnt/mtd/log/RecordIOError.log");
-    EXPECT_NE(std::string::npos, log.find("RecordIOError"));
-    Block c = pFrame(kDay0 + 2, 'C');
-    EXPECT_EQ(0, write(c));
-    EXPECT_EQ(c.text(), content(1));
+TEST_F(RecordStorageTest, QueueOrIndexEntryThatFailsRefusesTheBlockAndTheNextVideoGoesOn) {
+    // retry: on the fresh file after a failed write. openCall: the open that fails, the index
+    // entry's (a first file looks for one to join before); 0: the queue cannot be updated.
+    struct Case { char const* what; bool retry; int openCall; };
+    FaultPlan& plan = faults(true);
+    int camera = 20;
+    for (Case const& c : {Case{"queue, first file", false, 0}, Case{"index entry, first file", false, 2},
+                          Case{"queue, retry", true, 0}, Case{"index entry, retry", true, 1}}) {
+        SCOPED_TRACE(c.what);
+        m_info.setCameraId(++camera);
+        openSession();
+        Block a = iFrame(kDay0, 'A'), d = pFrame(kDay0 + 2, 'D');
+        if (c.retry) {
+            EXPECT_EQ(0, write(a));
+            plan.failWriteAt(1);
+        }
+        if (c.openCall == 0) const_cast<char*>(queueTwoFrames()->getData())[0] = 0;  // no sync byte
+        if (c.openCall != 0) plan.failOpenAt(c.openCall);
+        EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(iFrame(kDay0 + 1, 'B')));
+        EXPECT_TRUE(m_queue.isEmpty());
+        EXPECT_EQ(0, write(d));
+        EXPECT_EQ(c.retry ? Texts({a.text(), d.text()}) : Texts({d.text()}), contents());
+        m_session->close();
+    }
 }
 
-TEST_F(RecordStorageTest, WriterOpenFailureKeepsWaitingWithRequestTypeOpenFailed) {
-    auto plan = std::make_shared<FaultPlan>();
-    DataFileFaults faults(plan);
-    openSession();
-    plan->failOpenAt(1);
-    EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, write(iFrame(kDay0, 'A')));
-    EXPECT_EQ(FileRequestOpenFailed, m_session->getRequestType());
-    std::string log = TempDir::readWhole(m_root.root() + "/mnt/mtd/log/RecordIOError.log");
-    EXPECT_NE(std::string::npos, log.find("device(NVR,10.0.0.7,2),open RecordWrite failed,nRet = -702"));
-    // Still waiting for the first I frame.
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(pFrame(kDay0 + 1, 'p')));
-    Block b = iFrame(kDay0 + 2, 'B');
-    EXPECT_EQ(0, write(b));
-    ASSERT_EQ(2u, files().size());  // the directory made the first before its entry named it
-    EXPECT_EQ(b.text(), content(1));
-}
-
-TEST_F(RecordStorageTest, NoDirectoryLeavesTheSessionWaitingWithTheDiskLayersCode) {
-    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({});
-    openSession();
-    EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(iFrame(kDay0, 'A')));
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(pFrame(kDay0 + 1, 'p')));
-    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
-    EXPECT_EQ(0, write(iFrame(kDay0 + 2, 'B')));
-}
-
-TEST_F(RecordStorageTest, DedicatedConditionUsesOnlyDedicatedDirectories) {
-    m_session.reset(new RecordStorageTSImpl());
-    m_session->open(m_info, true);
-    m_session->setTSFrameQueue(&m_queue);
-    EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(iFrame(kDay0, 'A')));
-    RecordDirInfoEx dedicated = m_dir;
-    dedicated.setRecordRootDir(m_disk.path("sdb1"));
-    dedicated.setAttribute(4);
-    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir, dedicated});
-    EXPECT_EQ(0, write(iFrame(kDay0 + 1, 'B')));
-    std::vector<std::string> names = listNames(m_disk.path("sdb1/record/NVR_10.0.0.7_2/2024-01-01"));
-    EXPECT_NE(names.end(), std::find(names.begin(), names.end(), "00001-NVR_10.0.0.7_2_20240101120001.ts"));
-}
-
-// A video frame as the host pushes it into the channel's queue.
-AVData queuedFrame(int frameType, long long microseconds) {
-    AVData frame;
-    std::vector<char> bytes(1000, frameType == 1 ? 'I' : 'P');
-    frame.setData(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    frame.setESStreamType(1);
-    frame.setFrameType(frameType);
-    frame.setEncoderType(1);
-    frame.setImageWidth(640);
-    frame.setImageHeight(360);
-    frame.setTimeStamp(microseconds);
-    return frame;
-}
-
-// PTS of the queue's front block, in 90 kHz ticks; -1 without one.
-long long frontBlockPts(TSFrameQueue& queue) {
-    TSAVData* front = nullptr;
-    if (!queue.frontAVData(&front) || front == nullptr) return -1;
-    TsPacketReader in(std::string(front->getData(), front->getDataLength()));
-    return in.getPes().empty() ? -1 : in.getPes()[0].nPts;
-}
-
-TEST_F(RecordStorageTest, QueueThatCannotBeUpdatedRefusesTheBlockButKeepsTheFile) {
-    openSession();
-    AVData first = queuedFrame(1, kDay0 * kSecond);
-    AVData second = queuedFrame(1, kDay0 * kSecond + 40000);
-    ASSERT_EQ(0, m_queue.pushAVData(&first));
-    ASSERT_EQ(0, m_queue.pushAVData(&second));
-    TSAVData* front = nullptr;
-    ASSERT_TRUE(m_queue.frontAVData(&front));
-    const_cast<char*>(front->getData())[0] = 0;  // the ring no longer begins with a sync byte
-    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(iFrame(kDay0, 'A')));
-    EXPECT_TRUE(m_queue.isEmpty());
-    Block b = pFrame(kDay0 + 1, 'B');
-    EXPECT_EQ(0, write(b));
-    ASSERT_EQ(1u, files().size());
-    EXPECT_EQ(b.text(), content(0));
-}
-
-TEST_F(RecordStorageTest, ContinuedFileMovesTheQueueTimeLineToItsEnd) {
-    AVData first = queuedFrame(1, kDay0 * kSecond);
-    AVData second = queuedFrame(1, kDay0 * kSecond + 40000);
-    ASSERT_EQ(0, m_queue.pushAVData(&first));
-    ASSERT_EQ(0, m_queue.pushAVData(&second));
-    openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0 + 100, 'A')));
-    EXPECT_EQ(0, frontBlockPts(m_queue));  // a new file leaves the queued time line alone
-    for (int second = 1; second <= 10; ++second) EXPECT_EQ(0, write(iFrame(kDay0 + 100 + second, 'B', 1)));
-    EXPECT_EQ(0, write(Block(1, 1, kDay0 + 140, 2, 'C', true)));
-    // The joined file holds ten one-second steps and the second of its first item.
-    EXPECT_EQ(1u, files().size());
-    EXPECT_EQ(11 * 90000, frontBlockPts(m_queue));
-}
-
-TEST_F(RecordStorageTest, LockedBlocksMarkTheDateOnceAndCountOncePerFile) {
+TEST_F(RecordStorageTest, LockedRecordingMarksEachDateAndCountsEachFileOnce) {
     GlobalEnv::getInstance()->setPrintFlag(true);
+    std::shared_ptr<FaultPlan> gone = std::make_shared<FaultPlan>();
+    gone->vanish();
+    FaultInjectingDiskManager goneDisk(gone);
     openSession();
+    SafePointer<RecordFileInfo> day(new RecordFileInfo(*m_session->getRecordFileInfo()));
+    for (char const* date : {"2024-01-01", "2024-01-02"})
+        day->setRecordDate(date), RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(day);
+    EXPECT_EQ(0, write(iFrame(kDay0, 'A', 8)));
     m_session->setLockFlag(true);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A', 8)));
-    EXPECT_EQ(0, write(pFrame(kDay0 + 1, 'B', 8)));
-    EXPECT_EQ(0, write(pFrame(kDay0 + 2, 'C', 8)));  // fills: second file
+    DiskManagerFactory::setDiskManager(1, &goneDisk);
+    EXPECT_EQ(0, write(pFrame(kDay0 + 1, 'B', 8)));  // the marker cannot be made
+    DiskManagerFactory::resetDiskManagers();
+    EXPECT_EQ(0, write(pFrame(kDay0 + 2, 'C', 4)));  // a second file; the marker is tried again
     EXPECT_EQ(0, write(pFrame(kDay0 + 3, 'D', 1)));
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(std::ifstream(dateDir() + "/record.lock").good());
-    size_t counts = 0;
-    for (size_t at = out.find("updateRecordFileLockNum"); at != std::string::npos;
-         at = out.find("updateRecordFileLockNum", at + 1))
-        ++counts;
-    EXPECT_EQ(2u, counts);
-    size_t markers = 0;
-    for (size_t at = out.find("createRecordFileLockFlag"); at != std::string::npos;
-         at = out.find("createRecordFileLockFlag", at + 1))
-        ++markers;
-    EXPECT_EQ(1u, markers);
-    EXPECT_TRUE(m_session->getRecordFileInfo()->getLockFlag());
+    Block e(1, 1, kDay0 + 86400, 2, 'E', true);
+    EXPECT_EQ(0, write(e));
+    std::istringstream out(testing::internal::GetCapturedStdout());
+    std::string seen;
+    for (std::string line; std::getline(out, line);)
+        if (line.find("LockFlag :") != std::string::npos || line.find("LockNum,") != std::string::npos)
+            seen += line + "\n";
+    std::string day1 = "createRecordFileLockFlag : " + dateDir() + "/record.lock \n" +
+                       "RecordStorageTSImpl::updateRecordFileLockNum, NVR_10.0.0.7_2, 2024-01-01, 1 \n";
+    EXPECT_EQ(day1 + day1 + "createRecordFileLockFlag : " + dateDir("2024-01-02") + "/record.lock \n" +
+                  "RecordStorageTSImpl::updateRecordFileLockNum, NVR_10.0.0.7_2, 2024-01-02, 1 \n",
+              seen);
+    EXPECT_EQ(Texts{e.text()}, contents("2024-01-02"));
+    EXPECT_TRUE(m_disk.exists("sda1/record/NVR_10.0.0.7_2/2024-01-01/record.lock"));
+    EXPECT_TRUE(m_disk.exists("sda1/record/NVR_10.0.0.7_2/2024-01-02/record.lock"));
+    // A new date records the day's first begin time; a new file of the same day does not.
+    long long begin = 0;
+    EXPECT_TRUE(RecordSegmentInfoManager::getInstance()->getDeviceRecordTime("NVR_10.0.0.7_2", "2024-01-01", begin));
+    EXPECT_EQ(kDay0, begin);
+    EXPECT_TRUE(RecordSegmentInfoManager::getInstance()->getDeviceRecordTime("NVR_10.0.0.7_2", "2024-01-02", begin));
+    EXPECT_EQ(kDay0 + 86400, begin);
 }
 
-TEST_F(RecordStorageTest, IPv6AddressBecomesFileNameSafe) {
-    m_info.setDeviceIP("fe80::1");
+TEST_F(RecordStorageTest, EndedFileReportsItsSlowestBlockAndItsAverageSpeed) {
+    FaultPlan& plan = faults();
+    m_dir.setFileSegmentSize(4 << 20);
+    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
+    constexpr int kPackets = 1400;
+    constexpr long long kBytes = kPackets * TestBlock::kPacket, kDelay = 20000;  // microseconds
     openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
-    std::vector<std::string> names =
-        listNames(m_dir.getRecordRootDir() + "/record/NVR_fe80--1_2/2024-01-01");
-    std::vector<std::string> expected = {"00001-NVR_fe80--1_2_20240101120000.ts",
-                                         "NVR_fe80--1_2_2024-01-01.index"};
-    EXPECT_EQ(expected, names);
-}
-
-TEST_F(RecordStorageTest, WriteAfterCloseIsRefusedAndChangesNothing) {
-    openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
-    EXPECT_EQ(0, m_session->close());
-    EXPECT_TRUE(m_session->isClosed());
-    EXPECT_EQ(OV_RECORD_WRITE_FAILED, write(iFrame(kDay0 + 50, 'B')));
-    EXPECT_EQ(kDay0, m_session->getDeviceTimeStamp());
-    EXPECT_EQ(0, m_session->close());
-}
-
-TEST_F(RecordStorageTest, SessionWithoutBlocksTouchesNoDirectoryButGivesBackItsMemory) {
-    openSession();
-    SafePointer<RecordFileInfo> channel(new RecordFileInfo(*m_session->getRecordFileInfo()));
-    channel->setRecordDirInfoEx(m_dir);
-    LastRecordFileInfoManager::getInstance()->setLastRecordFileInfo(channel, 2, nullptr, 0, 0);
-    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
-    m_session->close();
-    EXPECT_EQ(0u, LastRecordFileInfoManager::getInstance()->size());
-    EXPECT_TRUE(listNames(m_dir.getRecordRootDir() + "/record").empty());
-}
-
-TEST_F(RecordStorageTest, SessionHoldsItsDiskUntilClose) {
-    openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A', 19)));
-    EXPECT_EQ(0, write(pFrame(kDay0 + 1, 'B', 2)));  // a second file, same disk
-    EXPECT_EQ(1, RecordDiskManagerImpl::getInstance()->getDiskReferenceCount("sda1"));
-    m_session->close();
-    EXPECT_EQ(0, RecordDiskManagerImpl::getInstance()->getDiskReferenceCount("sda1"));
-}
-
-TEST_F(RecordStorageTest, EndedFileReportsItsWriteFigures) {
-    openSession();
-    EXPECT_EQ(0, write(iFrame(kDay0, 'A', 4)));
-    EXPECT_EQ(0, write(pFrame(kDay0 + 1, 'B', 4)));
+    EXPECT_EQ(0, write(iFrame(kDay0, 'A', kPackets)));
+    plan.setWriteDelay(kDelay / 1000);
+    EXPECT_EQ(0, write(pFrame(kDay0 + 1, 'B', kPackets)));
     EXPECT_EQ(0, plainDir()->getLastFileState().nReports);
     m_session->close();
     PlainRecordDir::FileState state = plainDir()->getLastFileState();
     EXPECT_EQ(1, state.nReports);
     EXPECT_EQ(1, state.nFileNumber);
-    EXPECT_GT(state.nMinSpeed, 0);
-    EXPECT_GE(state.nAverageSpeed, 0);
+    // Bytes per microsecond: the slow block is the slowest, the file as a whole is faster.
+    EXPECT_GE(state.nMinSpeed, 1);
+    EXPECT_LE(state.nMinSpeed, kBytes / kDelay);
+    EXPECT_GT(state.nAverageSpeed, state.nMinSpeed);
+    EXPECT_LE(state.nAverageSpeed, 2 * kBytes / kDelay);
 }
 
-TEST_F(RecordStorageTest, FacadeRefusesWholeFramesAndForwardsBlocks) {
-    RecordStorage storage;
-    EXPECT_TRUE(storage.isClosed());
-    AVData frame;
-    EXPECT_EQ(-1, storage.write(0, &frame));
-    EXPECT_EQ(-1, storage.getWriteResult(0));
-    EXPECT_EQ(0, storage.open(m_info, false));
-    storage.setTSFrameQueue(&m_queue);
-    Block a = iFrame(kDay0, 'A');
-    EXPECT_EQ(0, storage.write(0, &a));
-    EXPECT_EQ(kDay0, storage.getDeviceTimeStamp());
-    EXPECT_EQ(a.text(), content(0));
+TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadAndLogsItsText) {
+    FaultPlan& plan = faults();
+    openSession();
+    EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
+    plainDir()->stopDetectionThread();  // hold the close until we have looked
+    plan.throwOnWriteAt(1);
+    EXPECT_EQ(OV_RECORD_IO_ERROR, write(pFrame(kDay0 + 1, 'B')));
+    EXPECT_TRUE(plainDir()->isIOError());
+    EXPECT_EQ(0u, RecordUpdateManager::getInstance()->getWriterCount());
+    EXPECT_NE(std::string::npos, log("RecordIOError.log").find("injected write fault"));
+    EXPECT_TRUE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_2", "2024-01-01"));
+    plainDir()->startDetectionThread();
+    EXPECT_TRUE(waitFor([this]() { return !plainDir()->isIOError(); }));
+    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_2", "2024-01-01"));
+    Block c = pFrame(kDay0 + 2, 'C');
+    EXPECT_EQ(0, write(c));
+    EXPECT_EQ(c.text(), contents().at(1));
+}
+
+// Neither a missing directory nor a writer that cannot open ends the wait
+// for an I frame.
+TEST_F(RecordStorageTest, NoFileToBeHadKeepsTheSessionWaitingForAnIFrame) {
+    FaultPlan& plan = faults();
+    m_info.setDeviceIP("fe80::1");
+    m_session = newSession(2, true);  // dedicated directories only
+    m_info.setDeviceIP("fe80--1");    // as the session makes it file-name safe
+    EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(iFrame(kDay0, 'A')));
+    m_other.setAttribute(4);
+    m_other.setDiskType(1);
+    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir, m_other});
+    plan.failOpenAt(1);
+    EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, write(iFrame(kDay0 + 1, 'B')));
+    EXPECT_EQ(FileRequestOpenFailed, m_session->getRequestType());
+    EXPECT_NE(std::string::npos,
+              log("RecordIOError.log").find("device(NVR,fe80--1,2),open RecordWrite failed,nRet = -702"));
+    EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(pFrame(kDay0 + 2, 'p')));
+    Block c = iFrame(kDay0 + 3, 'C');
+    EXPECT_EQ(0, write(c));
+    EXPECT_TRUE(names().empty());
+    m_dir = m_other;
+    EXPECT_EQ(Texts{c.text()}, contents());
+}
+
+// A hung write turns into a time-out while the other disk goes on. Disk
+// events name a disk by part of its name ("sdb" reaches "sdb1").
+TEST_F(RecordStorageTest, HungWriteTimesOutAndDiskEventsReachOnlyTheirDisk) {
+    // One writer per disk, so the second channel has to take the other disk.
+    RecordDiskManagerImpl::getInstance()->clear();
+    std::filesystem::create_directories(m_root.root() + "/hd1/program/config");
+    std::ofstream(m_root.root() + "/hd1/program/config/storageparam.ini") << "DiskReferenceCountLimit=1\n";
+    ASSERT_TRUE(StorageParameterManage::getInstance()->initStorageParameter());
+    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir, m_other});
+    StorageParameterManage::getInstance()->resetStorageParameter();
+    FaultPlan& plan = faults();
+    openSession();
+    ASSERT_EQ(0, write(iFrame(kDay0, 'A')));
+    plan.hang();
+    std::atomic<int> result{1};
+    std::thread writer([&]() { result = write(pFrame(kDay0 + 1, 'B')); });
+    ASSERT_TRUE(waitFor([&]() { return plan.hungWriters() == 1; }));
+    std::unique_ptr<RecordStorageTSImpl> fast = newSession(3);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(0, fast->write(0, &Block(1, i == 0 ? 1 : 2, kDay0 + i, 1, 'F')));
+    EXPECT_EQ(1, plan.hungWriters());
+
+    HostClock::shift(TSRecordWriterWithIndex::kWriteTimeLimitSeconds + 1);
+    plan.release();
+    writer.join();
+    // The timed-out file ended; the block went on into a fresh file.
+    EXPECT_EQ(0, result.load());
+    EXPECT_EQ(FileRequestWriteFailed, m_session->getRequestType());
+    EXPECT_EQ(1, plainDir()->getLastFileState().nTimeOuts);
+    int sum = 0, count = 0;
+    ASSERT_TRUE(RecordDirStateManager::getInstance()->getTimeoutInfo(plainDir()->getRecordDirInfoEx(), sum, count));
+    EXPECT_EQ(1, count);
+    EXPECT_GE(sum, TSRecordWriterWithIndex::kWriteTimeLimitSeconds);
+    std::string line = "DeviceInfo[NVR_10.0.0.7_2], RecordDir[00001-NVR_10.0.0.7_2_20240101120000.ts], Detect TimeOut[";
+    EXPECT_NE(std::string::npos, log("recordError.log").find(line));
+    EXPECT_NE(std::string::npos, log("recordError.log").find("], TototalDataLen[188], WritedLen[188]"));
+
+    RecordUpdateManager* updates = RecordUpdateManager::getInstance();
+    ASSERT_EQ(2u, updates->getWriterCount());
+    std::string slowName = m_session->getRecordFileInfo()->getRecordFileName();
+    std::string fastName = fast->getRecordFileInfo()->getRecordFileName();
+    updates->notifyUpdateRecord("sdb");
+    EXPECT_EQ(0, write(pFrame(kDay0 + 6, 'N')));
+    EXPECT_EQ(0, fast->write(0, &pFrame(kDay0 + 6, 'N')));
+    EXPECT_EQ(slowName, m_session->getRecordFileInfo()->getRecordFileName());
+    EXPECT_NE(fastName, fast->getRecordFileInfo()->getRecordFileName());
+    EXPECT_EQ(FileRequestNew, fast->getRequestType());
+    updates->closeRecordWrite("sda");
+    EXPECT_EQ(0, write(pFrame(kDay0 + 7, 'C')));  // closed writer: -703, then a fresh file
+    EXPECT_EQ(FileRequestWriteFailed, m_session->getRequestType());
+    EXPECT_NE(slowName, m_session->getRecordFileInfo()->getRecordFileName());
+    EXPECT_EQ(2u, updates->getWriterCount());
+    m_session->close();
+    fast->close();
+    EXPECT_EQ(0u, updates->getWriterCount());
 }
 
 using RecordStorageDeathTest = RecordStorageTest;
@@ -496,8 +470,7 @@ TEST_F(RecordStorageDeathTest, MissingFrameQueueAbortsAtTheFirstFile) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     m_session.reset(new RecordStorageTSImpl());
     m_session->open(m_info, false);
-    Block a = iFrame(kDay0, 'A');
-    EXPECT_DEATH(m_session->write(0, &a), "m_TSFrameQueue != __null");
+    EXPECT_DEATH(write(iFrame(kDay0, 'A')), "m_TSFrameQueue != __null");
 }
 
 }  // namespace

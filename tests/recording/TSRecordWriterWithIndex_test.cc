@@ -4,19 +4,22 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "directory/PlainRecordDir.h"
 #include "foundation/ReturnCode.h"
 #include "foundation/StorageParameterManage.h"
+#include "host/FileFactory.h"
 #include "host/HostClock.h"
 #include "index/RecordIndexFileParserEx.h"
 #include "recording/RecordFileWriterFactory.h"
 #include "recording/TSRecordWriterWithoutIndex.h"
+#include "tests/support/FaultInjectingFile.h"
+#include "tests/support/FaultPlan.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestBlock.h"
+#include "tracking/RecordingMarkManager.h"
 
 namespace {
 
@@ -26,6 +29,7 @@ constexpr long long kBegin = 1704110400;  // 2024-01-01 12:00:00 UTC
 struct Block : TestBlock {
     Block(int frameType, long long seconds, int length, char tag = 'x')
         : TestBlock(1, frameType, seconds, length / kPacket, tag) {}
+    TSAVData const* operator&() const { return &data; }
 };
 
 class TSRecordWriterWithIndexTest : public ::testing::Test {
@@ -41,199 +45,217 @@ protected:
     void TearDown() override {
         LastRecordFileInfoManager::getInstance()->clear();
         StorageParameterManage::getInstance()->resetStorageParameter();
+        FileFactory::resetFileCreator();
         HostClock::reset();
     }
 
-    // A new file of the directory with its entry, as the disk layer gives it.
-    SafePointer<RecordFileInfo> newFile(int requestType = 0) {
-        if (!m_dir) {
-            m_dir.reset(new PlainRecordDir(m_info));
-            m_dir->init();
-        }
+    // Faults of the plan reach the data files of indexed directories, and
+    // every file of an FTP disk.
+    FaultPlan& faults() {
+        std::shared_ptr<FaultPlan> plan = m_plan;
+        FileFactory::setFileCreator([plan](int diskType, int, int flag) -> IFile* {
+            return diskType == 3 || flag == 1 ? new FaultInjectingFile(plan) : nullptr;
+        });
+        return *m_plan;
+    }
+
+    SafePointer<RecordFileInfo> fileInfo() {
         SafePointer<RecordFileInfo> file(new RecordFileInfo());
         file->setDeviceId("NVR");
         file->setDeviceIP("10.0.0.7");
         file->setCameraId(1);
         file->setRecordDate("2024-01-01");
         file->setRecordBeginTime(kBegin);
-        AVStreamInfo stream;
-        stream.setImageWidth(640);
-        stream.setImageHeight(360);
-        file->setAVStreamInfo(stream);
-        RecordDeviceInfo device;
-        device.setDeviceId("NVR");
-        device.setDeviceIP("10.0.0.7");
-        device.setCameraId(1);
-        m_dir->setDeviceRequetType(device, requestType);
+        return file;
+    }
+    // A new file of the directory with its entry, as the disk layer gives it.
+    SafePointer<RecordFileInfo> newFile(int requestType = 0) {
+        if (!m_dir) {
+            m_dir.reset(new PlainRecordDir(m_info));
+            m_dir->init();
+        }
+        SafePointer<RecordFileInfo> file = fileInfo();
+        file->setAVStreamInfo(AVStreamInfo(&Block(1, kBegin, 188)));
+        m_dir->setDeviceRequetType(file->getRecordDeviceInfo(), requestType);
         EXPECT_EQ(0, m_dir->createFile(file));
         return file;
     }
-
-    void setUsePercent(int percent) {
-        std::filesystem::create_directories(m_root.root() + "/hd1/program/config");
-        std::ofstream(m_root.root() + "/hd1/program/config/storageparam.ini") << "RecordFileUsePercent=" << percent << "\n";
-        ASSERT_TRUE(StorageParameterManage::getInstance()->initStorageParameter());
+    // A file of an FTP disk, which keeps no index.
+    SafePointer<RecordFileInfo> ftpFile(int number, long long segmentSize) {
+        m_info.setDiskType(3);
+        m_info.setFileSegmentSize(segmentSize);
+        SafePointer<RecordFileInfo> file = fileInfo();
+        file->setRecordDirInfoEx(m_info);
+        file->setFileNumber(number);
+        file->setRecordFileName(file->createFileName());
+        return file;
     }
 
-    int indexedLength(SafePointer<RecordFileInfo> const& file) {
-        RecordIndexFileParserEx parser;
-        EXPECT_EQ(1, parser.open(m_info, "2024-01-01", file->getDeviceDirName(), 0, 0));
-        int data = -1;
-        int time = 0;
-        int interval = 0;
-        int end = 0;
-        bool closed = false;
-        parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed);
+    RecordIndexFileParserEx& index() {
+        m_index.close();
+        EXPECT_EQ(1, m_index.open(m_info, "2024-01-01", "NVR_10.0.0.7_1", 0, 0));
+        return m_index;
+    }
+    int indexedLength() {
+        int data = -1, time, interval, end;
+        bool closed;
+        index().getRecordFileLenAndTimeLen(data, time, interval, end, closed);
         return data;
     }
+    static bool marked() { return RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_1", "2024-01-01"); }
 
     TempDir m_disk;
     HostRootGuard m_root;
     RecordDirInfoEx m_info;
     std::unique_ptr<PlainRecordDir> m_dir;
+    std::shared_ptr<FaultPlan> m_plan = std::make_shared<FaultPlan>();
+    RecordIndexFileParserEx m_index;
+    int m_nHeld = -1;
 };
+using TSRecordWriterWithoutIndexTest = TSRecordWriterWithIndexTest;
 
 TEST_F(TSRecordWriterWithIndexTest, BlockThatWouldReachTheUsableSizeIsRefusedWhole) {
-    setUsePercent(50);  // 940 of the 1880 bytes
+    std::filesystem::create_directories(m_root.root() + "/hd1/program/config");
+    std::ofstream(m_root.root() + "/hd1/program/config/storageparam.ini") << "RecordFileUsePercent=50\n";
+    ASSERT_TRUE(StorageParameterManage::getInstance()->initStorageParameter());  // 940 of 1880 bytes
     SafePointer<RecordFileInfo> file = newFile();
     TSRecordWriterWithIndex writer;
-    int held = -1;
-    ASSERT_EQ(0, writer.open(file, held));
-    EXPECT_EQ(0, held);
-    Block first(1, kBegin, 564);
-    EXPECT_EQ(0, writer.write(&first.data, false, 0));
-    Block below(2, kBegin, 188);  // makes 752
-    EXPECT_EQ(0, writer.write(&below.data, false, 0));
-    Block exact(2, kBegin, 188);  // would make 940: refused
-    EXPECT_EQ(OV_RECORD_FILE_FULL, writer.write(&exact.data, false, 0));
+    ASSERT_EQ(0, writer.open(file, m_nHeld));
+    EXPECT_EQ(0, m_nHeld);
+    EXPECT_EQ(0, writer.write(&Block(1, kBegin, 564), false, 0));
+    EXPECT_EQ(0, writer.write(&Block(2, kBegin, 188), false, 0));  // 752
+    EXPECT_EQ(OV_RECORD_FILE_FULL, writer.write(&Block(2, kBegin, 188), false, 0));  // would make 940
     writer.close();
     EXPECT_EQ(752u, TempDir::readWhole(file->createRecordFileName()).size());
-    EXPECT_EQ(752, indexedLength(file));
+    EXPECT_EQ(752, indexedLength());
 }
 
 TEST_F(TSRecordWriterWithIndexTest, ContinuedFileTakesItsEndTimeButNotASecondLess) {
     SafePointer<RecordFileInfo> file = newFile();
     {
         TSRecordWriterWithIndex writer;
-        int held = 0;
-        ASSERT_EQ(0, writer.open(file, held));
-        Block a(1, kBegin, 188);
-        Block b(1, kBegin + 4, 188);
-        ASSERT_EQ(0, writer.write(&a.data, false, 0));
-        ASSERT_EQ(0, writer.write(&b.data, false, 0));
-        writer.close();
+        ASSERT_EQ(0, writer.open(file, m_nHeld));
+        ASSERT_EQ(0, writer.write(&Block(1, kBegin, 188), false, 0));
+        ASSERT_EQ(0, writer.write(&Block(1, kBegin + 4, 188), false, 0));
     }
     // The file holds 0..4; a continuation may begin at 5 (begin + 1 + interval).
     SafePointer<RecordFileInfo> again = newFile(1);
     EXPECT_EQ(file->getRecordFileName(), again->getRecordFileName());
     TSRecordWriterWithIndex late;
-    int held = 0;
-    ASSERT_EQ(0, late.open(again, held));
-    EXPECT_GT(held, 0);
-    Block older(1, kBegin + 4, 188);
-    EXPECT_EQ(OV_RECORD_TIME_ROLLBACK, late.write(&older.data, false, 0));
-    Block onTime(1, kBegin + 5, 188);
-    EXPECT_EQ(0, late.write(&onTime.data, false, 0));
+    ASSERT_EQ(0, late.open(again, m_nHeld));
+    EXPECT_GT(m_nHeld, 0);
+    EXPECT_EQ(OV_RECORD_TIME_ROLLBACK, late.write(&Block(1, kBegin + 4, 188), false, 0));
+    EXPECT_EQ(0, late.write(&Block(1, kBegin + 5, 188), false, 0));
     late.close();
-    EXPECT_EQ(564, indexedLength(file));
+    EXPECT_EQ(564, indexedLength());
 }
 
-TEST_F(TSRecordWriterWithIndexTest, UpdateWritesTheBlockFlushesAndEndsTheFileWithoutIndexingIt) {
-    m_info.setFileSegmentSize(1 << 20);
+TEST_F(TSRecordWriterWithIndexTest, OpenMarksTheRecordingAFailedWriteForgetsTheFileAndOnlyOneCloseActs) {
+    FaultPlan& plan = faults();
     SafePointer<RecordFileInfo> file = newFile();
     TSRecordWriterWithIndex writer;
-    int held = 0;
-    ASSERT_EQ(0, writer.open(file, held));
-    Block a(1, kBegin, 376, 'a');
-    ASSERT_EQ(0, writer.write(&a.data, false, 0));
-    writer.setUpdateFlag();
-    EXPECT_TRUE(writer.getUpdateFlag());
-    Block b(2, kBegin + 1, 188, 'b');
-    EXPECT_EQ(OV_RECORD_FILE_UPDATED, writer.write(&b.data, false, 0));
-    EXPECT_FALSE(writer.getUpdateFlag());
+    EXPECT_FALSE(marked());
+    ASSERT_EQ(0, writer.open(file, m_nHeld));
+    EXPECT_TRUE(marked());
+    ASSERT_EQ(0, writer.write(&Block(1, kBegin, 188), false, 0));
+    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
+    plan.failWriteAt(1);
+    EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer.write(&Block(2, kBegin + 1, 188), false, 0));
+    EXPECT_EQ(0u, LastRecordFileInfoManager::getInstance()->size());  // it will not be continued
     writer.close();
-    EXPECT_EQ(564u, TempDir::readWhole(file->createRecordFileName()).size());
-    EXPECT_EQ(376, indexedLength(file));
+    EXPECT_FALSE(marked());
+    TSRecordWriterWithIndex next;  // the channel goes on in a new file
+    ASSERT_EQ(0, next.open(newFile(), m_nHeld));
+    writer.close();  // a second close leaves the new recording alone
+    EXPECT_TRUE(marked());
+    EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer.write(&Block(1, kBegin, 188), false, 0));
 }
 
-TEST_F(TSRecordWriterWithIndexTest, CloseTwiceAndWriteAfterClose) {
-    SafePointer<RecordFileInfo> file = newFile();
-    TSRecordWriterWithIndex writer;
-    int held = 0;
-    ASSERT_EQ(0, writer.open(file, held));
-    Block a(1, kBegin, 188);
-    ASSERT_EQ(0, writer.write(&a.data, false, 0));
-    writer.close();
-    std::string index = TempDir::readWhole(RecordIndexFileParserEx::getIndexFileName(*file));
-    writer.close();
-    EXPECT_TRUE(index == TempDir::readWhole(RecordIndexFileParserEx::getIndexFileName(*file)));
-    EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer.write(&a.data, false, 0));
-}
-
-TEST_F(TSRecordWriterWithIndexTest, FlushIntervalsByDiskType) {
+TEST_F(TSRecordWriterWithIndexTest, IndexReachesTheDiskAtTheFlushIntervalOrAtAnUpdate) {
     EXPECT_EQ(60, TSRecordWriterWithIndex::initFlushIntervalTime(1, 0));
     EXPECT_EQ(60, TSRecordWriterWithIndex::initFlushIntervalTime(2, 6));
     EXPECT_EQ(30, TSRecordWriterWithIndex::initFlushIntervalTime(4, 0));
     EXPECT_EQ(0, TSRecordWriterWithIndex::initFlushIntervalTime(4, 6));
-}
-
-TEST_F(TSRecordWriterWithIndexTest, IndexReachesTheDiskAtTheFlushIntervalOnly) {
     m_info.setFileSegmentSize(1 << 20);
     SafePointer<RecordFileInfo> file = newFile();
     TSRecordWriterWithIndex writer;
-    int held = 0;
-    ASSERT_EQ(0, writer.open(file, held));
+    ASSERT_EQ(0, writer.open(file, m_nHeld));
     for (int i = 0; i < 4; ++i) {
-        Block block(1, kBegin + 2 * i, 188);
-        ASSERT_EQ(0, writer.write(&block.data, false, 0));
+        ASSERT_EQ(0, writer.write(&Block(1, kBegin + 2 * i, 188), false, 0));
         HostClock::shift(19);
     }
-    EXPECT_EQ(0, indexedLength(file));  // 60 s have not passed since the first block
+    EXPECT_EQ(0, indexedLength());  // 60 s have not passed since the first block
     HostClock::shift(5);
-    Block late(1, kBegin + 8, 188);
-    ASSERT_EQ(0, writer.write(&late.data, false, 0));
-    EXPECT_EQ(3 * 188, indexedLength(file));  // items of the blocks before the last two
+    ASSERT_EQ(0, writer.write(&Block(1, kBegin + 8, 188), false, 0));
+    EXPECT_EQ(3 * 188, indexedLength());  // items of the blocks before the last two
+    // An update flushes at once and ends the file; its block is written, not indexed.
+    writer.setUpdateFlag();
+    EXPECT_EQ(OV_RECORD_FILE_UPDATED, writer.write(&Block(2, kBegin + 9, 188), false, 0));
+    EXPECT_FALSE(writer.getUpdateFlag());
+    EXPECT_EQ(4 * 188, indexedLength());
     writer.close();
-    EXPECT_EQ(5 * 188, indexedLength(file));
+    EXPECT_EQ(6u * 188, TempDir::readWhole(file->createRecordFileName()).size());
+    EXPECT_EQ(5 * 188, indexedLength());
+}
+
+TEST_F(TSRecordWriterWithIndexTest, OpenFailureDropsTheIndexEntryOfAMissingDataFileOnly) {
+    FaultPlan& plan = faults();
+    for (bool present : {true, false}) {
+        SafePointer<RecordFileInfo> file = newFile();
+        if (present) std::ofstream(file->createRecordFileName());
+        plan.failOpenAt(1);
+        TSRecordWriterWithIndex writer;
+        EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, writer.open(file, m_nHeld));
+        SafePointer<RecordFileInfo> found;
+        EXPECT_EQ(present ? 1 : 0, index().getRecordFileInfoByFileName(file->getRecordFileName().c_str(), found))
+            << "data file present: " << present;
+    }
 }
 
 TEST_F(TSRecordWriterWithIndexTest, FactoryGivesFtpDisksTheWriterWithoutIndex) {
-    RecordDirInfoEx ftp;
-    ftp.setDiskType(3);
-    EXPECT_NE(nullptr, RecordFileWriterFactory::create(ftp).dynamicCast<TSRecordWriterWithoutIndex>().get());
-    for (int type : {0, 1, 2, 4, 5}) {
-        RecordDirInfoEx other;
-        other.setDiskType(type);
-        EXPECT_NE(nullptr, RecordFileWriterFactory::create(other).dynamicCast<TSRecordWriterWithIndex>().get());
+    for (int type : {0, 1, 2, 3, 4, 5}) {
+        m_info.setDiskType(type);
+        SafePointer<IRecordWriter> writer = RecordFileWriterFactory::create(m_info);
+        EXPECT_EQ(type == 3, writer.dynamicCast<TSRecordWriterWithoutIndex>().get() != nullptr) << type;
+        EXPECT_EQ(type != 3, writer.dynamicCast<TSRecordWriterWithIndex>().get() != nullptr) << type;
     }
 }
 
-TEST_F(TSRecordWriterWithIndexTest, WriterWithoutIndexWaitsForAnIFrameAndEndsTheDayAtTheNextOne) {
-    m_info.setDiskType(3);
-    m_info.setFileSegmentSize(1 << 20);
-    SafePointer<RecordFileInfo> file(new RecordFileInfo());
-    file->setDeviceId("NVR");
-    file->setDeviceIP("10.0.0.7");
-    file->setRecordDate("2024-01-01");
-    file->setRecordBeginTime(kBegin);
-    file->setRecordDirInfoEx(m_info);
-    file->setFileNumber(0);
-    file->setRecordFileName(file->createFileName());
+TEST_F(TSRecordWriterWithoutIndexTest, WaitsForAnIFrameAndChangesFilesOnlyAtOne) {
+    SafePointer<RecordFileInfo> file = ftpFile(1, 3 * 188);
     TSRecordWriterWithoutIndex writer;
-    int held = 0;
-    ASSERT_EQ(0, writer.open(file, held));
-    Block p(2, kBegin, 188, 'p');
-    EXPECT_EQ(0, writer.write(&p.data, false, 0));  // dropped: no I frame yet
-    Block i(1, kBegin + 1, 188, 'i');
-    EXPECT_EQ(0, writer.write(&i.data, false, 0));
-    long long midnight = kBegin + 12 * 3600;
-    Block lateP(2, midnight + 1, 188, 'q');
-    EXPECT_EQ(0, writer.write(&lateP.data, false, 0));  // the day ends at an I frame only
-    Block lateI(1, midnight + 1, 188, 'j');
-    EXPECT_EQ(OV_RECORD_DAY_OVER, writer.write(&lateI.data, false, 0));
+    ASSERT_EQ(0, writer.open(file, m_nHeld));
+    Block p(2, kBegin, 188, 'p'), i(1, kBegin + 1, 188, 'i'), q(2, kBegin + 2, 376, 'q');
+    EXPECT_EQ(0, writer.write(&p, false, 0));  // dropped: no I frame yet
+    EXPECT_EQ(0, writer.write(&i, false, 0));
+    EXPECT_EQ(0, writer.write(&q, false, 0));  // fills the file: a P frame still goes in
+    EXPECT_EQ(OV_RECORD_FILE_FULL, writer.write(&Block(1, kBegin + 3, 188), false, 0));
     writer.close();
-    std::string data = TempDir::readWhole(file->createRecordFileName());
-    EXPECT_EQ(std::string(i.bytes.begin(), i.bytes.end()) + std::string(lateP.bytes.begin(), lateP.bytes.end()), data);
+    EXPECT_EQ(i.text() + q.text(), TempDir::readWhole(file->createRecordFileName()));
+
+    TSRecordWriterWithoutIndex late;
+    ASSERT_EQ(0, late.open(ftpFile(2, 1 << 20), m_nHeld));
+    long long midnight = kBegin + 12 * 3600;
+    EXPECT_EQ(0, late.write(&Block(1, midnight, 188), false, 0));
+    EXPECT_EQ(0, late.write(&Block(2, midnight + 1, 188), false, 0));  // the day ends at an I frame only
+    EXPECT_EQ(OV_RECORD_DAY_OVER, late.write(&Block(1, midnight + 1, 188), false, 0));
+}
+
+TEST_F(TSRecordWriterWithoutIndexTest, FlushesOnlyWhenMoreThanAMinuteHasPassed) {
+    FaultPlan& plan = faults();
+    HostClock::freeze();
+    SafePointer<RecordFileInfo> file = ftpFile(1, 1 << 20);
+    TSRecordWriterWithoutIndex writer;
+    ASSERT_EQ(0, writer.open(file, m_nHeld));
+    Block a(1, kBegin, 188, 'a'), b(2, kBegin + 60, 188, 'b'), c(2, kBegin + 61, 188, 'c');
+    EXPECT_EQ(0, writer.write(&a, false, 0));
+    HostClock::shift(60);
+    EXPECT_EQ(0, writer.write(&b, false, 0));
+    HostClock::shift(0.5);
+    EXPECT_EQ(0, writer.write(&c, false, 0));  // flushed with everything before it
+    EXPECT_EQ(0, writer.write(&Block(2, kBegin + 62, 188, 'd'), false, 0));
+    plan.powerCut();
+    EXPECT_EQ(a.text() + b.text() + c.text(), TempDir::readWhole(file->createRecordFileName()));
 }
 
 }  // namespace
