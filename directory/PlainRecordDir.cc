@@ -5,12 +5,6 @@
 #include "host/DiskManagerFactory.h"
 #include "index/RecordFileIndexCreator.h"
 
-namespace NS_PlainRecordDir {
-std::string folderOf(std::string const& path) { return path.substr(0, path.rfind('/')); }
-}  // namespace NS_PlainRecordDir
-
-using NS_PlainRecordDir::folderOf;
-
 PlainRecordDir::PlainRecordDir(RecordDirInfoEx const& info) : IRecordDir(info) {}
 
 PlainRecordDir::~PlainRecordDir() { stopDetectionThread(); }
@@ -19,9 +13,7 @@ int PlainRecordDir::init() {
     RecordDirInfoEx info = getRecordDirInfoEx();
     IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
     std::string recordDir = BasicTool::getRecordDir(info.getRecordRootDir());
-    bool made = disk != nullptr && disk->isDirExist(recordDir.c_str()) == 0;
-    m_bReady = disk != nullptr && disk->createDir(recordDir.c_str()) != 0 &&
-               (!made || disk->syncDir(folderOf(recordDir).c_str()));
+    m_bReady = disk != nullptr && disk->createDir(recordDir.c_str()) != 0;
     if (!m_bReady) writeLog("init failed", __LINE__);
     return m_bReady ? 1 : 0;
 }
@@ -49,22 +41,14 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
     IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
     if (disk == nullptr) return OV_RECORD_HD_NO_FILE;
     file->setRecordDirInfoEx(info);
-    std::string deviceDir = file->getDeviceDir();
     std::string dateDir = file->getDateDir();
-    bool newDevice = disk->isDirExist(deviceDir.c_str()) == 0;
-    bool newDate = disk->isDirExist(dateDir.c_str()) == 0;
     RecordFileIndexCreator creator(info);
     if (creator.createIndexFile(file) != 0) {
         writeLog("createFile: index file failed", __LINE__);
         return OV_RECORD_CREATE_INDEX_FAILED;
     }
-    // A new index file is covered by the sync that follows the new record
-    // file in the same folder; a joined file needs an index from before.
-    if ((newDevice && !disk->syncDir(folderOf(deviceDir).c_str())) ||
-        (newDate && !disk->syncDir(deviceDir.c_str()))) {
-        writeLog("createFile: folder sync failed", __LINE__);
-        return OV_RECORD_CREATE_INDEX_FAILED;
-    }
+    // New folders are synced as they are made; a new index file is covered
+    // by the sync that follows the new record file in the same folder.
     if (!m_requests.isRequestNewFile(file->getRecordDeviceInfo()) && creator.togetherRecordFile(file) == 0) return 0;
 
     // Numbers are never reused: skip any name a file already holds.
@@ -78,6 +62,9 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
         return OV_RECORD_HD_NO_FILE;
     }
     if (creator.createNewFileIndexSegment(file) != 0) {
+        // A record file is handed out only with its entry: one without would
+        // lie in the date folder, empty, named by no index.
+        disk->deleteFile(file->createRecordFileName().c_str());
         writeLog("createFile: index entry failed", __LINE__);
         return OV_RECORD_NEW_INDEX_FAILED;
     }

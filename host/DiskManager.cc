@@ -163,7 +163,13 @@ int DiskManager::createDir(char const* path) {
         if (pos != full.size() && full[pos] != '/') continue;
         std::string part = full.substr(0, pos);
         if (part.empty() || part.back() == '/') continue;
-        if (::mkdir(part.c_str(), 0755) != 0 && errno != EEXIST) return 0;
+        if (::mkdir(part.c_str(), 0755) == 0) {
+            // A folder made here is part of the record tree: its entry must
+            // outlive a power cut before any file in it is written.
+            if (!syncDir(NS_DiskManager::folderOf(part.c_str()).c_str())) return 0;
+        } else if (errno != EEXIST) {
+            return 0;
+        }
     }
     return isDirExist(path) ? 1 : 0;
 }

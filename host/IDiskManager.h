@@ -37,8 +37,8 @@ public:
     virtual int createEmptyFile(char const* path) = 0;
     // Removes an empty folder; non-zero on success.
     virtual int removeDir(char const* path) = 0;
-    // Creates the folder and its parents if needed (mkdir -p); non-zero on
-    // success, also when it already exists.
+    // Creates the folder and its parents if needed (mkdir -p), each new one
+    // synced into its parent; non-zero on success, also when it already exists.
     virtual int createDir(char const* path) = 0;
     // 1 if something exists at `path`, else 0.
     virtual int isFileExist(char const* path) = 0;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include <filesystem>
 #include <fstream>
 
@@ -9,11 +11,13 @@
 #include "directory/PlainRecordDir.h"
 #include "foundation/ReturnCode.h"
 #include "foundation/StorageParameterManage.h"
+#include "host/DiskManagerFactory.h"
 #include "host/FileFactory.h"
 #include "host/HostClock.h"
 #include "index/RecordIndexFileParserEx.h"
 #include "recording/RecordFileWriterFactory.h"
 #include "recording/TSRecordWriterWithoutIndex.h"
+#include "tests/support/FaultInjectingDiskManager.h"
 #include "tests/support/FaultInjectingFile.h"
 #include "tests/support/FaultPlan.h"
 #include "tests/support/HostRootGuard.h"
@@ -46,12 +50,14 @@ protected:
         LastRecordFileInfoManager::getInstance()->clear();
         StorageParameterManage::getInstance()->resetStorageParameter();
         FileFactory::resetFileCreator();
+        DiskManagerFactory::resetDiskManagers();
         HostClock::reset();
     }
 
-    // Faults of the plan reach the data files of indexed directories, and
-    // every file of an FTP disk.
+    // Faults of the plan reach the data files of indexed directories, every
+    // file of an FTP disk, and the folders (a power cut undoes unsynced ones).
     FaultPlan& faults() {
+        DiskManagerFactory::setDiskManager(-1, &m_faultyDisk);
         std::shared_ptr<FaultPlan> plan = m_plan;
         FileFactory::setFileCreator([plan](int diskType, int, int flag) -> IFile* {
             return diskType == 3 || flag == 1 ? new FaultInjectingFile(plan) : nullptr;
@@ -109,6 +115,7 @@ protected:
     RecordDirInfoEx m_info;
     std::unique_ptr<PlainRecordDir> m_dir;
     std::shared_ptr<FaultPlan> m_plan = std::make_shared<FaultPlan>();
+    FaultInjectingDiskManager m_faultyDisk{m_plan};
     RecordIndexFileParserEx m_index;
     int m_nHeld = -1;
 };
@@ -202,7 +209,7 @@ TEST_F(TSRecordWriterWithIndexTest, OpenFailureDropsTheIndexEntryOfAMissingDataF
     FaultPlan& plan = faults();
     for (bool present : {true, false}) {
         SafePointer<RecordFileInfo> file = newFile();
-        if (present) std::ofstream(file->createRecordFileName());
+        if (!present) std::remove(file->createRecordFileName().c_str());
         plan.failOpenAt(1);
         TSRecordWriterWithIndex writer;
         EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, writer.open(file, m_nHeld));

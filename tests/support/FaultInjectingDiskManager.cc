@@ -76,7 +76,11 @@ int FaultInjectingDiskManager::createDir(char const* path) {
     }
     int result = m_real.createDir(path);
     if (result != 0) {
-        for (std::string const& level : made) m_pPlan->noteCreated(level, true);
+        // The real one syncs each new level into its parent.
+        for (std::string const& level : made) {
+            m_pPlan->noteCreated(level, true);
+            m_pPlan->noteFolderSynced(level.substr(0, level.find_last_of('/')));
+        }
     }
     return result;
 }
