@@ -54,8 +54,7 @@ std::vector<Codec::ItemInfo> items(int count, long long begin, long long lockBeg
     return items;
 }
 
-// A day of one channel: two entries of ten minutes back to back, then one
-// of 80 s after a gap.
+// Two entries of ten minutes back to back, then one of 80 s after a gap.
 Builder standardImage(long long lockBegin = 0, long long lockEnd = -1) {
     Builder builder;
     long long begins[] = {kT0, kT0 + 600, kT0 + 3600};
@@ -139,7 +138,6 @@ TEST_F(RecordIndexFileParserExTest, IndexFileNamesFollowStorageType) {
 
 TEST_F(RecordIndexFileParserExTest, OpensFreshFileAndListsEveryEntry) {
     Builder builder = standardImage();
-    ASSERT_FALSE(builder.isCrcAltered());
     for (char fill : {'\0', '\xFF'}) {
         writeIndex(builder.image(Codec::kFreshIndexFileSize, fill));
         RecordIndexFileParserEx parser;
@@ -204,10 +202,8 @@ TEST_F(RecordIndexFileParserExTest, OpensFilesOfZeroUpToOneMebibyteOnly) {
                                      .find("fileLength:1048577  open failed"));
 }
 
-// A power cut in the last entry leaves it cut at any byte: the file ends
-// there, or a torn write leaves the fresh file's filler behind the cut. The
-// entries before stay whole; the last one is gone (head incomplete), whole
-// (cut where the writer had closed a group) or damaged.
+// A power cut leaves the last entry cut at any byte, with or without filler
+// behind: it is gone (head cut), whole (cut at a group's end) or damaged.
 TEST_F(RecordIndexFileParserExTest, PowerCutAnywhereInTheLastEntryKeepsTheOthers) {
     Builder builder = standardImage();
     auto const& last = builder.entries()[2];
@@ -223,9 +219,8 @@ TEST_F(RecordIndexFileParserExTest, PowerCutAnywhereInTheLastEntryKeepsTheOthers
             Names whole = intact(parser);
             Names broken = damaged(parser);
             EXPECT_TRUE(whole.count(fileName(1)) && !broken.count(fileName(1)));
-            // One to three bytes of the next start code, not followed by
-            // zeros, are too few to end an item area: they count as items of
-            // the entry before, which then checks as damaged.
+            // One to three bytes of a start code, no zeros behind, are
+            // items of the entry before, which then checks as damaged.
             bool startCodeCut = cut < last.nBegin + Codec::kStartCodeSize && (fill.empty() || fill[0] != '\0');
             EXPECT_EQ(!startCodeCut, whole.count(fileName(2)) > 0);
             EXPECT_EQ(startCodeCut, broken.count(fileName(2)) > 0);
@@ -234,8 +229,7 @@ TEST_F(RecordIndexFileParserExTest, PowerCutAnywhereInTheLastEntryKeepsTheOthers
             if (headComplete) {
                 EXPECT_EQ(wholeCuts.count(cut) > 0, whole.count(fileName(3)) > 0);
                 EXPECT_EQ(wholeCuts.count(cut) == 0, broken.count(fileName(3)) > 0);
-                // Only FF filler tells an open last group (and a head without
-                // its CRC item) apart: the writer must not continue those.
+                // Only FF filler shows a group left open: never to be continued.
                 int data = 0, time = 0, interval = 0, end = 0;
                 bool closed = false;
                 parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed);
@@ -282,8 +276,7 @@ TEST_F(RecordIndexFileParserExTest, DamageToHeadOrItemsIsFoundInThatEntryOnly) {
     }
 }
 
-// An entry is what has a head that decodes with a size; its begin time is
-// any signed 64-bit value. Painted entries are gone and are no damage.
+// An entry has a head with a size and any 64-bit begin time; painted ones are gone.
 TEST_F(RecordIndexFileParserExTest, WhatCountsAsAnEntry) {
     Builder builder;
     long long begins[] = {kT0, kT0 + 40, kT0 + 80, -kT0, 1LL << 32, LLONG_MAX - 10};
@@ -381,9 +374,8 @@ TEST_F(RecordIndexFileParserExTest, DeleteFilePaintsTheEntryOnDiskOrReportsFailu
     EXPECT_EQ(0, open(reader));
 }
 
-// Lock and unlock leave every entry intact in every version: the file is
-// byte for byte what the writer makes of items locked so (CRC items
-// renewed). A group that was damaged before keeps its CRC item.
+// Lock and unlock write what the writer makes of items locked so, CRC items
+// renewed; a group damaged before keeps its CRC item.
 TEST_F(RecordIndexFileParserExTest, LockAndUnlockKeepEntriesIntactInEveryVersion) {
     auto everyVersion = [](long long lockBegin, long long lockEnd) {
         Builder builder;
@@ -398,9 +390,7 @@ TEST_F(RecordIndexFileParserExTest, LockAndUnlockKeepEntriesIntactInEveryVersion
     RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
     ASSERT_EQ(1, parser.lockFile(kT0 + 60, kT0 + 230));
-    Builder expected = everyVersion(kT0 + 60, kT0 + 230);
-    ASSERT_FALSE(expected.isCrcAltered());
-    EXPECT_EQ(expected.image(4096, '\xFF'), readIndex());
+    EXPECT_EQ(everyVersion(kT0 + 60, kT0 + 230).image(4096, '\xFF'), readIndex());
     EXPECT_EQ((Names{fileName(1), fileName(2), fileName(3)}), locked(parser));
     RecordIndexFileParserEx reader;
     ASSERT_EQ(1, open(reader));
@@ -439,8 +429,7 @@ TEST_F(RecordIndexFileParserExTest, EarliestDeletionFreesTwoHoursAndSkipsLocked)
     SafePointer<EarliestFileDeleteHandler> handler(new EarliestFileDeleteHandler(m_info));
     ASSERT_EQ(1, parser.deleteEarliestRecordFile(handler));
     EXPECT_TRUE(handler->isTimeToDelInterval());
-    // 1, 2 and 4 removed; 3 locked; 5 is past the two hours: spared, but its
-    // entry goes with the stop; 6 untouched.
+    // 3 is locked; 5, past the two hours, keeps its file but its entry goes.
     for (int i : {0, 1, 3, 4}) paint(image, builder.entries()[i]);
     EXPECT_EQ(image, readIndex());
     EXPECT_FALSE(exists(4));
@@ -482,8 +471,7 @@ TEST_F(RecordIndexFileParserExTest, OutDateDeletionStopsAtTheDeleteTimeAndDevice
     EXPECT_FALSE(exists(2));
 }
 
-// The main file with a damaged entry 2, and a ".reindex" with entry 2
-// rebuilt and a damaged stranger.
+// Entry 2 damaged; the ".reindex" has it rebuilt, and a damaged stranger.
 class RecordIndexRepairTest : public RecordIndexFileParserExTest {
 protected:
     void SetUp() override {
@@ -536,8 +524,7 @@ TEST_F(RecordIndexRepairTest, RepairFoldsRebuiltEntriesInWithoutChangingFiles) {
     EXPECT_EQ("", readIndex());
 }
 
-// After a repair, the changes reach the file as they would without it: the
-// view's hidden entries and rebuilt tail never do.
+// After a repair, changes reach the file as they would without it; the rebuilt tail never does.
 TEST_F(RecordIndexRepairTest, ChangesAfterRepairWriteOnlyWhatTheySay) {
     writeRecordFiles(3);
     RecordIndexFileParserEx parser;
