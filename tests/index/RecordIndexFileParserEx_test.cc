@@ -413,7 +413,8 @@ TEST_F(RecordIndexFileParserExTest, LockAndUnlockKeepEntriesIntactInEveryVersion
     EXPECT_EQ(Names{fileName(3)}, damaged(reader));
 }
 
-TEST_F(RecordIndexFileParserExTest, EarliestDeletionFreesTwoHoursAndSkipsLocked) {
+// Entry 3 is locked; entry 5 begins two hours and a second after the first.
+TEST_F(RecordIndexFileParserExTest, DeletionByTimeSkipsLockedEntriesAndStopsAtTheLimit) {
     Builder builder;
     long long begins[] = {kT0, kT0 + 3600, kT0 + 5400, kT0 + 7200, kT0 + 7201, kT0 + 9000};
     for (int i = 0; i < 6; ++i) {
@@ -421,17 +422,18 @@ TEST_F(RecordIndexFileParserExTest, EarliestDeletionFreesTwoHoursAndSkipsLocked)
         items[5].bLocked = i == 2;
         builder.addEntry(fileName(i + 1), begins[i], items);
     }
-    writeRecordFiles(6);
     std::string image = builder.image(Codec::kFreshIndexFileSize, '\0');
+    writeRecordFiles(6);
     writeIndex(image);
     RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
     SafePointer<EarliestFileDeleteHandler> handler(new EarliestFileDeleteHandler(m_info));
     ASSERT_EQ(1, parser.deleteEarliestRecordFile(handler));
     EXPECT_TRUE(handler->isTimeToDelInterval());
-    // 3 is locked; 5, past the two hours, keeps its file but its entry goes.
-    for (int i : {0, 1, 3, 4}) paint(image, builder.entries()[i]);
-    EXPECT_EQ(image, readIndex());
+    // Two hours freed: 5 is past them and keeps its file, but its entry goes with the stop.
+    std::string earliest = image;
+    for (int i : {0, 1, 3, 4}) paint(earliest, builder.entries()[i]);
+    EXPECT_EQ(earliest, readIndex());
     EXPECT_FALSE(exists(4));
     EXPECT_TRUE(exists(3));
     EXPECT_TRUE(exists(5));
@@ -444,31 +446,21 @@ TEST_F(RecordIndexFileParserExTest, EarliestDeletionFreesTwoHoursAndSkipsLocked)
     EXPECT_EQ(1u, unlocked.getFileInfoList().size());
     ASSERT_EQ(2u, all.getFileInfoList().size());
     EXPECT_TRUE(all.getFileInfoList()[1]->getLockFlag());  // locked sorts last
-}
 
-TEST_F(RecordIndexFileParserExTest, OutDateDeletionStopsAtTheDeleteTimeAndDeviceWipeTakesAll) {
-    Builder builder;
-    for (int i = 0; i < 4; ++i) {
-        auto items = Builder::steadyItems(30);
-        items[0].bLocked = i == 1;
-        builder.addEntry(fileName(i + 1), kT0 + 1000 * i, items);
-    }
-    writeRecordFiles(4);
-    std::string image = builder.image(Codec::kFreshIndexFileSize, '\xFF');
+    writeRecordFiles(6);
     writeIndex(image);
-    RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
-    SafePointer<RecordOutDateFileHandler> handler(new RecordOutDateFileHandler(m_info));
-    handler->setFileDeleteTime(kT0 + 2500);
-    ASSERT_EQ(1, parser.deleteOutDateFile(handler));
-    for (int i : {0, 2}) paint(image, builder.entries()[i]);
+    SafePointer<RecordOutDateFileHandler> outDated(new RecordOutDateFileHandler(m_info));
+    outDated->setFileDeleteTime(kT0 + 7201);
+    ASSERT_EQ(1, parser.deleteOutDateFile(outDated));
+    for (int i : {0, 1, 3}) paint(image, builder.entries()[i]);
     EXPECT_EQ(image, readIndex());
-    EXPECT_FALSE(exists(3));
-    EXPECT_TRUE(exists(2));
-    EXPECT_TRUE(exists(4));
-    ASSERT_EQ(1, parser.deleteDeviceFile(handler));  // locks don't count
+    EXPECT_FALSE(exists(4));
+    EXPECT_TRUE(exists(3));
+    EXPECT_TRUE(exists(5));
+    ASSERT_EQ(1, parser.deleteDeviceFile(outDated));  // locks don't count
     EXPECT_EQ(0, parser.getFileNumber());
-    EXPECT_FALSE(exists(2));
+    EXPECT_FALSE(exists(3));
 }
 
 // Entry 2 damaged; the ".reindex" has it rebuilt, and a damaged stranger.
