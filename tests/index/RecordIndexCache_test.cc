@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "index/RecordFileIndexNodeInfo.h"
 #include "index/RecordIndexCache.h"
 
 namespace {
@@ -56,23 +55,6 @@ TEST(RecordIndexCacheTest, LookupsMatchAPlainScanWhateverTheSpacing) {
         EXPECT_EQ(positions.back(), cache.getLastIFramePos());
         EXPECT_EQ(positions.front(), cache.getFirstIFramePos());
     }
-}
-
-TEST(RecordFileIndexNodeInfoTest, SeekStopsOnFirstNodeAtOrAfterTime) {
-    RecordFileIndexNodeInfo info;
-    RecordIndexNode node;
-    EXPECT_EQ(0, info.seekIndexNode(0));
-    EXPECT_EQ(0, info.getCurrentNodeInfo(node));
-    for (int i = 0; i < 5; ++i) info.addRecordIndexNode(RecordIndexNode(i * 4, i * 100, 3, 100, i % 2 == 0));
-    ASSERT_EQ(1, info.seekIndexNode(5));
-    ASSERT_EQ(1, info.getCurrentNodeInfo(node));
-    EXPECT_EQ(8, node.getTimeOffset());
-    EXPECT_EQ(0, info.seekIndexNode(17));  // all before: cursor left alone
-    EXPECT_EQ(2, info.getCursor());
-    EXPECT_EQ(1, info.seekNext());
-    EXPECT_EQ(1, info.seekNext());
-    EXPECT_EQ(0, info.seekNext());
-    EXPECT_EQ(0, info.getCurrentNodeInfo(node));
 }
 
 }  // namespace

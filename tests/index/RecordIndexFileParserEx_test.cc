@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "directory/EarliestFileDeleteHandler.h"
@@ -136,15 +137,18 @@ TEST_F(RecordIndexFileParserExTest, IndexFileNamesFollowStorageType) {
     EXPECT_EQ("", RecordIndexFileParserEx::getIndexFileName("/r", kDate, "NVR_1", 4));
 }
 
-TEST_F(RecordIndexFileParserExTest, OpensFreshFileAndListsEveryEntry) {
+TEST_F(RecordIndexFileParserExTest, OpensFreshOrFullFileAndListsEveryEntry) {
     Builder builder = standardImage();
-    for (char fill : {'\0', '\xFF'}) {
-        writeIndex(builder.image(Codec::kFreshIndexFileSize, fill));
+    std::pair<int, char> const files[] = {
+        {Codec::kFreshIndexFileSize, '\0'}, {Codec::kFreshIndexFileSize, '\xFF'}, {Codec::kMaxIndexFileSize, '\xFF'}};
+    for (auto const& file : files) {
+        writeIndex(builder.image(file.first, file.second));
+        EXPECT_EQ(file.first, RecordIndexFileParserEx::getIndexFileLen(m_info, kDate, kDevice, 0));
         RecordIndexFileParserEx parser;
         ASSERT_EQ(1, open(parser));
         int length = 0;
         char* image = parser.getIndexInfo(length);
-        ASSERT_EQ(Codec::kFreshIndexFileSize, length);
+        ASSERT_EQ(file.first, length);
         EXPECT_EQ(3, parser.getFileNumber());
         EXPECT_TRUE(damaged(parser).empty());
         FileList all;
@@ -190,12 +194,7 @@ TEST_F(RecordIndexFileParserExTest, OpensFilesOfZeroUpToOneMebibyteOnly) {
     bool closed = true;
     EXPECT_EQ(1, parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed));
     EXPECT_EQ(std::make_tuple(0, 0, 0, -1), std::make_tuple(data, time, interval, end));
-    Builder builder = standardImage();
-    writeIndex(builder.image(Codec::kMaxIndexFileSize, '\xFF'));
-    EXPECT_EQ(Codec::kMaxIndexFileSize, RecordIndexFileParserEx::getIndexFileLen(m_info, kDate, kDevice, 0));
-    ASSERT_EQ(1, open(parser));
-    EXPECT_EQ(3, parser.getFileNumber());
-    writeIndex(builder.image(Codec::kMaxIndexFileSize + 1, '\xFF'));
+    writeIndex(standardImage().image(Codec::kMaxIndexFileSize + 1, '\xFF'));
     EXPECT_EQ(0, open(parser));
     EXPECT_EQ(0, parser.getFileNumber());
     EXPECT_NE(std::string::npos, TempDir::readWhole(HostPaths::getLogDir() + "/parserIndexLog.log")
@@ -333,6 +332,14 @@ TEST_F(RecordIndexFileParserExTest, SeekPointsNodesAndFileSearch) {
     ASSERT_EQ(10, nodes.getNodeCount());
     EXPECT_EQ(100, nodes.getRecordIndexNodeList()[7].getTimeOffset());
     EXPECT_FALSE(nodes.getRecordIndexNodeList()[3].isIFrame());
+    RecordIndexNode node;
+    ASSERT_EQ(1, nodes.seekIndexNode(102));  // the first node at or after the time
+    ASSERT_EQ(1, nodes.getCurrentNodeInfo(node));
+    EXPECT_EQ(102, node.getTimeOffset());
+    EXPECT_EQ(0, nodes.seekIndexNode(105));  // none: the cursor stays
+    EXPECT_EQ(1, nodes.seekNext());
+    EXPECT_EQ(0, nodes.seekNext());
+    EXPECT_EQ(0, nodes.getCurrentNodeInfo(node));
 
     // Forward: the entry holding the time, or the next one; backward: the one before.
     std::vector<std::tuple<long long, bool, int>> searches{
