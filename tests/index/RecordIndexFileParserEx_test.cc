@@ -139,8 +139,8 @@ TEST_F(RecordIndexFileParserExTest, IndexFileNamesFollowStorageType) {
 
 TEST_F(RecordIndexFileParserExTest, OpensFreshOrFullFileAndListsEveryEntry) {
     Builder builder = standardImage();
-    std::pair<int, char> const files[] = {
-        {Codec::kFreshIndexFileSize, '\0'}, {Codec::kFreshIndexFileSize, '\xFF'}, {Codec::kMaxIndexFileSize, '\xFF'}};
+    int const fresh = Codec::kFreshIndexFileSize;
+    std::pair<int, char> const files[] = {{fresh, '\0'}, {fresh, '\xFF'}, {Codec::kMaxIndexFileSize, '\xFF'}};
     for (auto const& file : files) {
         writeIndex(builder.image(file.first, file.second));
         EXPECT_EQ(file.first, RecordIndexFileParserEx::getIndexFileLen(m_info, kDate, kDevice, 0));
