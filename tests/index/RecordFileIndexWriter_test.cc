@@ -27,8 +27,8 @@ constexpr long long kBegin = 1704110400;  // 2024-01-01 12:00:00 UTC
 constexpr int kVideo = 1;
 constexpr int kAudio = 2;
 
-// Entries made as a directory makes them, written by the writer, read back
-// from the bytes of the index file. Each test day has its own index file.
+// Entries made as a directory makes them, read back from the index file's
+// bytes; each test day has its own index file.
 class RecordFileIndexWriterTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -163,9 +163,8 @@ TEST_F(RecordFileIndexWriterTest, OlderPairTakesTheTimeLengthFromTheTimeStamps) 
               items());
 }
 
-// What a power cut leaves of a run is its flushed items, readable, without
-// a seal. The index file was born 0xFF, so the unsealed run shows, and the
-// next start must not append to it.
+// A power cut leaves a run's flushed items unsealed in a file born 0xFF:
+// readable, and never continued.
 TEST_F(RecordFileIndexWriterTest, RunCutByPowerIsReadButNeverContinued) {
     auto plan = std::make_shared<FaultPlan>();
     {
@@ -188,9 +187,8 @@ TEST_F(RecordFileIndexWriterTest, RunCutByPowerIsReadButNeverContinued) {
     EXPECT_EQ(0, again.open(m_file, true));
 }
 
-// After a restart the day's last entry is continued from what the disk
-// holds, wherever it lies and however long it is (longer than the memory
-// keeps), and the next entry goes behind it: no entry loses head or items.
+// After a restart the day's last entry, however long, is continued from the
+// disk, and the next entry goes behind it.
 TEST_F(RecordFileIndexWriterTest, ContinuedLastEntryKeepsItsPlaceAndTheNextGoesBehindIt) {
     using Runs = std::vector<int>;  // items per sealed run of one entry
     std::vector<std::vector<Runs>> const days = {{{2}}, {{2}, {1, 3}}, {{15000, 15000}}};
@@ -225,9 +223,8 @@ TEST_F(RecordFileIndexWriterTest, ContinuedLastEntryKeepsItsPlaceAndTheNextGoesB
     }
 }
 
-// A channel joins its last file of the day only when it is there, sealed,
-// unlocked (locking renames it ".ts&") and of the same picture; a gone file's
-// entry is removed, a locked one's kept. Network directories decide alike.
+// The last file is joined only when there, unlocked (".ts&") and of the same
+// picture; a gone file's entry is removed. Network directories decide alike.
 TEST_F(RecordFileIndexWriterTest, LastFileIsJoinedOnlyWhenItIsThereUnlockedAndTheSame) {
     // file: how the record file is found: "" as written, "&" locked, "-" gone
     struct Case { char const* what; int width; char const* file; int together; size_t entries; };
@@ -258,9 +255,8 @@ TEST_F(RecordFileIndexWriterTest, LastFileIsJoinedOnlyWhenItIsThereUnlockedAndTh
     }
 }
 
-// The seal covers exactly the items in the file: not those whose write
-// failed; a seal that failed leaves the run open, and it is not joined. A
-// seal whose CRC would end in FF is stored with EE, and that is logged.
+// The seal covers the items in the file, not those whose write failed; a
+// failed seal leaves the run open, never joined; FF is stored as EE, logged.
 TEST_F(RecordFileIndexWriterTest, SealCoversTheItemsInTheFileAndNeverEndsInFF) {
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
@@ -301,8 +297,7 @@ TEST_F(RecordFileIndexWriterTest, SealCoversTheItemsInTheFileAndNeverEndsInFF) {
     EXPECT_EQ(-1, RecordFileIndexCreator(m_info).togetherRecordFile(joining));
 }
 
-// Index files are born all 0xFF, from the directory's pool when it has one,
-// and -767 when none can be had; a new entry refuses a name that is taken.
+// Index files are born 0xFF, -767 when none can be had; a taken name is refused.
 TEST_F(RecordFileIndexWriterTest, IndexFilesAreBornFFAndNewEntriesNeedAFreeName) {
     struct Pool : IndexDirManager {
         using IndexDirManager::IndexDirManager;

@@ -126,9 +126,8 @@ TEST(RecordIndexCodecTest, HeadDecodesToWhatWasEncoded) {
     EXPECT_EQ(-1706687960LL, Codec::addSeconds(-1706688000LL, 40));
 }
 
-// Width 768 is 00 03 behind the four zero upper bytes of the begin time: the
-// head gains an escape byte, the version stays at raw length - 10, and only
-// the unescaped copy has the tail at comma + 15.
+// Width 768 (00 03 behind the time's zero bytes) gains an escape byte: the
+// version stays at raw length - 10, the tail at comma + 15 only unescaped.
 TEST(RecordIndexCodecTest, Width768GainsEscapeByte) {
     Codec::HeadInfo in = exampleHead(2);
     in.nWidth = 768;
@@ -216,9 +215,8 @@ TEST(RecordIndexCodecTest, HeadsAreFoundAndDecodedOnlyWhole) {
     EXPECT_EQ(-1, Codec::getRawIndexVersion(head, 9));
 }
 
-// 14 s is a short item, 15 a long one from the begin time; lengths count
-// packets modulo 65536 (the remainder dropped); a negative interval (clock
-// stepped back) keeps its low bits; the time length is capped at 3.
+// 15 s makes a long item; packets count modulo 65536; a negative interval
+// keeps its low bits; the time length is capped at 3.
 TEST(RecordIndexCodecTest, ItemsAreEncodedAsWritten) {
     struct Case {
         int version;

@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "directory/EarliestFileDeleteHandler.h"
@@ -54,8 +55,7 @@ std::vector<Codec::ItemInfo> items(int count, long long begin, long long lockBeg
     return items;
 }
 
-// A day of one channel: two entries of ten minutes back to back, then one
-// of 80 s after a gap.
+// Two entries of ten minutes back to back, then one of 80 s after a gap.
 Builder standardImage(long long lockBegin = 0, long long lockEnd = -1) {
     Builder builder;
     long long begins[] = {kT0, kT0 + 600, kT0 + 3600};
@@ -137,16 +137,18 @@ TEST_F(RecordIndexFileParserExTest, IndexFileNamesFollowStorageType) {
     EXPECT_EQ("", RecordIndexFileParserEx::getIndexFileName("/r", kDate, "NVR_1", 4));
 }
 
-TEST_F(RecordIndexFileParserExTest, OpensFreshFileAndListsEveryEntry) {
+TEST_F(RecordIndexFileParserExTest, OpensFreshOrFullFileAndListsEveryEntry) {
     Builder builder = standardImage();
-    ASSERT_FALSE(builder.isCrcAltered());
-    for (char fill : {'\0', '\xFF'}) {
-        writeIndex(builder.image(Codec::kFreshIndexFileSize, fill));
+    int const fresh = Codec::kFreshIndexFileSize;
+    std::pair<int, char> const files[] = {{fresh, '\0'}, {fresh, '\xFF'}, {Codec::kMaxIndexFileSize, '\xFF'}};
+    for (auto const& file : files) {
+        writeIndex(builder.image(file.first, file.second));
+        EXPECT_EQ(file.first, RecordIndexFileParserEx::getIndexFileLen(m_info, kDate, kDevice, 0));
         RecordIndexFileParserEx parser;
         ASSERT_EQ(1, open(parser));
         int length = 0;
         char* image = parser.getIndexInfo(length);
-        ASSERT_EQ(Codec::kFreshIndexFileSize, length);
+        ASSERT_EQ(file.first, length);
         EXPECT_EQ(3, parser.getFileNumber());
         EXPECT_TRUE(damaged(parser).empty());
         FileList all;
@@ -192,22 +194,15 @@ TEST_F(RecordIndexFileParserExTest, OpensFilesOfZeroUpToOneMebibyteOnly) {
     bool closed = true;
     EXPECT_EQ(1, parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed));
     EXPECT_EQ(std::make_tuple(0, 0, 0, -1), std::make_tuple(data, time, interval, end));
-    Builder builder = standardImage();
-    writeIndex(builder.image(Codec::kMaxIndexFileSize, '\xFF'));
-    EXPECT_EQ(Codec::kMaxIndexFileSize, RecordIndexFileParserEx::getIndexFileLen(m_info, kDate, kDevice, 0));
-    ASSERT_EQ(1, open(parser));
-    EXPECT_EQ(3, parser.getFileNumber());
-    writeIndex(builder.image(Codec::kMaxIndexFileSize + 1, '\xFF'));
+    writeIndex(standardImage().image(Codec::kMaxIndexFileSize + 1, '\xFF'));
     EXPECT_EQ(0, open(parser));
     EXPECT_EQ(0, parser.getFileNumber());
     EXPECT_NE(std::string::npos, TempDir::readWhole(HostPaths::getLogDir() + "/parserIndexLog.log")
                                      .find("fileLength:1048577  open failed"));
 }
 
-// A power cut in the last entry leaves it cut at any byte: the file ends
-// there, or a torn write leaves the fresh file's filler behind the cut. The
-// entries before stay whole; the last one is gone (head incomplete), whole
-// (cut where the writer had closed a group) or damaged.
+// A power cut leaves the last entry cut at any byte, with or without filler
+// behind: it is gone (head cut), whole (cut at a group's end) or damaged.
 TEST_F(RecordIndexFileParserExTest, PowerCutAnywhereInTheLastEntryKeepsTheOthers) {
     Builder builder = standardImage();
     auto const& last = builder.entries()[2];
@@ -223,9 +218,8 @@ TEST_F(RecordIndexFileParserExTest, PowerCutAnywhereInTheLastEntryKeepsTheOthers
             Names whole = intact(parser);
             Names broken = damaged(parser);
             EXPECT_TRUE(whole.count(fileName(1)) && !broken.count(fileName(1)));
-            // One to three bytes of the next start code, not followed by
-            // zeros, are too few to end an item area: they count as items of
-            // the entry before, which then checks as damaged.
+            // One to three bytes of a start code, no zeros behind, are
+            // items of the entry before, which then checks as damaged.
             bool startCodeCut = cut < last.nBegin + Codec::kStartCodeSize && (fill.empty() || fill[0] != '\0');
             EXPECT_EQ(!startCodeCut, whole.count(fileName(2)) > 0);
             EXPECT_EQ(startCodeCut, broken.count(fileName(2)) > 0);
@@ -234,8 +228,7 @@ TEST_F(RecordIndexFileParserExTest, PowerCutAnywhereInTheLastEntryKeepsTheOthers
             if (headComplete) {
                 EXPECT_EQ(wholeCuts.count(cut) > 0, whole.count(fileName(3)) > 0);
                 EXPECT_EQ(wholeCuts.count(cut) == 0, broken.count(fileName(3)) > 0);
-                // Only FF filler tells an open last group (and a head without
-                // its CRC item) apart: the writer must not continue those.
+                // Only FF filler shows a group left open: never to be continued.
                 int data = 0, time = 0, interval = 0, end = 0;
                 bool closed = false;
                 parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed);
@@ -282,8 +275,7 @@ TEST_F(RecordIndexFileParserExTest, DamageToHeadOrItemsIsFoundInThatEntryOnly) {
     }
 }
 
-// An entry is what has a head that decodes with a size; its begin time is
-// any signed 64-bit value. Painted entries are gone and are no damage.
+// An entry has a head with a size and any 64-bit begin time; painted ones are gone.
 TEST_F(RecordIndexFileParserExTest, WhatCountsAsAnEntry) {
     Builder builder;
     long long begins[] = {kT0, kT0 + 40, kT0 + 80, -kT0, 1LL << 32, LLONG_MAX - 10};
@@ -340,6 +332,14 @@ TEST_F(RecordIndexFileParserExTest, SeekPointsNodesAndFileSearch) {
     ASSERT_EQ(10, nodes.getNodeCount());
     EXPECT_EQ(100, nodes.getRecordIndexNodeList()[7].getTimeOffset());
     EXPECT_FALSE(nodes.getRecordIndexNodeList()[3].isIFrame());
+    RecordIndexNode node;
+    ASSERT_EQ(1, nodes.seekIndexNode(102));  // the first node at or after the time
+    ASSERT_EQ(1, nodes.getCurrentNodeInfo(node));
+    EXPECT_EQ(102, node.getTimeOffset());
+    EXPECT_EQ(0, nodes.seekIndexNode(105));  // none: the cursor stays
+    EXPECT_EQ(1, nodes.seekNext());
+    EXPECT_EQ(0, nodes.seekNext());
+    EXPECT_EQ(0, nodes.getCurrentNodeInfo(node));
 
     // Forward: the entry holding the time, or the next one; backward: the one before.
     std::vector<std::tuple<long long, bool, int>> searches{
@@ -381,9 +381,8 @@ TEST_F(RecordIndexFileParserExTest, DeleteFilePaintsTheEntryOnDiskOrReportsFailu
     EXPECT_EQ(0, open(reader));
 }
 
-// Lock and unlock leave every entry intact in every version: the file is
-// byte for byte what the writer makes of items locked so (CRC items
-// renewed). A group that was damaged before keeps its CRC item.
+// Lock and unlock write what the writer makes of items locked so, CRC items
+// renewed; a group damaged before keeps its CRC item.
 TEST_F(RecordIndexFileParserExTest, LockAndUnlockKeepEntriesIntactInEveryVersion) {
     auto everyVersion = [](long long lockBegin, long long lockEnd) {
         Builder builder;
@@ -398,9 +397,7 @@ TEST_F(RecordIndexFileParserExTest, LockAndUnlockKeepEntriesIntactInEveryVersion
     RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
     ASSERT_EQ(1, parser.lockFile(kT0 + 60, kT0 + 230));
-    Builder expected = everyVersion(kT0 + 60, kT0 + 230);
-    ASSERT_FALSE(expected.isCrcAltered());
-    EXPECT_EQ(expected.image(4096, '\xFF'), readIndex());
+    EXPECT_EQ(everyVersion(kT0 + 60, kT0 + 230).image(4096, '\xFF'), readIndex());
     EXPECT_EQ((Names{fileName(1), fileName(2), fileName(3)}), locked(parser));
     RecordIndexFileParserEx reader;
     ASSERT_EQ(1, open(reader));
@@ -423,7 +420,8 @@ TEST_F(RecordIndexFileParserExTest, LockAndUnlockKeepEntriesIntactInEveryVersion
     EXPECT_EQ(Names{fileName(3)}, damaged(reader));
 }
 
-TEST_F(RecordIndexFileParserExTest, EarliestDeletionFreesTwoHoursAndSkipsLocked) {
+// Entry 3 is locked; entry 5 begins two hours and a second after the first.
+TEST_F(RecordIndexFileParserExTest, DeletionByTimeSkipsLockedEntriesAndStopsAtTheLimit) {
     Builder builder;
     long long begins[] = {kT0, kT0 + 3600, kT0 + 5400, kT0 + 7200, kT0 + 7201, kT0 + 9000};
     for (int i = 0; i < 6; ++i) {
@@ -431,18 +429,18 @@ TEST_F(RecordIndexFileParserExTest, EarliestDeletionFreesTwoHoursAndSkipsLocked)
         items[5].bLocked = i == 2;
         builder.addEntry(fileName(i + 1), begins[i], items);
     }
-    writeRecordFiles(6);
     std::string image = builder.image(Codec::kFreshIndexFileSize, '\0');
+    writeRecordFiles(6);
     writeIndex(image);
     RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
     SafePointer<EarliestFileDeleteHandler> handler(new EarliestFileDeleteHandler(m_info));
     ASSERT_EQ(1, parser.deleteEarliestRecordFile(handler));
     EXPECT_TRUE(handler->isTimeToDelInterval());
-    // 1, 2 and 4 removed; 3 locked; 5 is past the two hours: spared, but its
-    // entry goes with the stop; 6 untouched.
-    for (int i : {0, 1, 3, 4}) paint(image, builder.entries()[i]);
-    EXPECT_EQ(image, readIndex());
+    // Two hours freed: 5 is past them and keeps its file, but its entry goes with the stop.
+    std::string earliest = image;
+    for (int i : {0, 1, 3, 4}) paint(earliest, builder.entries()[i]);
+    EXPECT_EQ(earliest, readIndex());
     EXPECT_FALSE(exists(4));
     EXPECT_TRUE(exists(3));
     EXPECT_TRUE(exists(5));
@@ -455,35 +453,24 @@ TEST_F(RecordIndexFileParserExTest, EarliestDeletionFreesTwoHoursAndSkipsLocked)
     EXPECT_EQ(1u, unlocked.getFileInfoList().size());
     ASSERT_EQ(2u, all.getFileInfoList().size());
     EXPECT_TRUE(all.getFileInfoList()[1]->getLockFlag());  // locked sorts last
-}
 
-TEST_F(RecordIndexFileParserExTest, OutDateDeletionStopsAtTheDeleteTimeAndDeviceWipeTakesAll) {
-    Builder builder;
-    for (int i = 0; i < 4; ++i) {
-        auto items = Builder::steadyItems(30);
-        items[0].bLocked = i == 1;
-        builder.addEntry(fileName(i + 1), kT0 + 1000 * i, items);
-    }
-    writeRecordFiles(4);
-    std::string image = builder.image(Codec::kFreshIndexFileSize, '\xFF');
+    writeRecordFiles(6);
     writeIndex(image);
-    RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
-    SafePointer<RecordOutDateFileHandler> handler(new RecordOutDateFileHandler(m_info));
-    handler->setFileDeleteTime(kT0 + 2500);
-    ASSERT_EQ(1, parser.deleteOutDateFile(handler));
-    for (int i : {0, 2}) paint(image, builder.entries()[i]);
+    SafePointer<RecordOutDateFileHandler> outDated(new RecordOutDateFileHandler(m_info));
+    outDated->setFileDeleteTime(kT0 + 7201);
+    ASSERT_EQ(1, parser.deleteOutDateFile(outDated));
+    for (int i : {0, 1, 3}) paint(image, builder.entries()[i]);
     EXPECT_EQ(image, readIndex());
-    EXPECT_FALSE(exists(3));
-    EXPECT_TRUE(exists(2));
-    EXPECT_TRUE(exists(4));
-    ASSERT_EQ(1, parser.deleteDeviceFile(handler));  // locks don't count
+    EXPECT_FALSE(exists(4));
+    EXPECT_TRUE(exists(3));
+    EXPECT_TRUE(exists(5));
+    ASSERT_EQ(1, parser.deleteDeviceFile(outDated));  // locks don't count
     EXPECT_EQ(0, parser.getFileNumber());
-    EXPECT_FALSE(exists(2));
+    EXPECT_FALSE(exists(3));
 }
 
-// The main file with a damaged entry 2, and a ".reindex" with entry 2
-// rebuilt and a damaged stranger.
+// Entry 2 damaged; the ".reindex" has it rebuilt, and a damaged stranger.
 class RecordIndexRepairTest : public RecordIndexFileParserExTest {
 protected:
     void SetUp() override {
@@ -536,8 +523,7 @@ TEST_F(RecordIndexRepairTest, RepairFoldsRebuiltEntriesInWithoutChangingFiles) {
     EXPECT_EQ("", readIndex());
 }
 
-// After a repair, the changes reach the file as they would without it: the
-// view's hidden entries and rebuilt tail never do.
+// After a repair, changes reach the file as they would without it; the rebuilt tail never does.
 TEST_F(RecordIndexRepairTest, ChangesAfterRepairWriteOnlyWhatTheySay) {
     writeRecordFiles(3);
     RecordIndexFileParserEx parser;

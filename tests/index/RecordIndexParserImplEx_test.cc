@@ -12,8 +12,7 @@
 #include "tests/index/RecordIndexImageBuilder.h"
 #include "tests/support/HostRootGuard.h"
 
-// Counts every allocation of this test program, so that a walk can be shown
-// to allocate per entry at most, never per item.
+// Counts every allocation of this test program.
 namespace {
 std::atomic<long> g_allocations{0};
 }  // namespace

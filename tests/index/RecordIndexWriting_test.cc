@@ -34,8 +34,7 @@ struct Written {
     bool iFrame = false;
 };
 
-// A channel from frames to record files: the frame queue, the session and
-// the plain directory of the disk manager, on a temporary folder.
+// Frame queue, session and the disk manager's plain directory.
 class Channel {
 public:
     Channel() : m_queue(8 << 20) {
@@ -48,8 +47,7 @@ public:
         m_queue.setDeviceInfo("NVR", 2);
     }
 
-    // Pushes frames and writes every block that becomes ready; after each
-    // block `between` runs (to move the clock, say).
+    // Writes every block that becomes ready, running `between` after each.
     void record(std::vector<AVData> const& frames, std::function<void(Written const&)> const& between = {}) {
         for (AVData const& frame : frames) {
             m_queue.pushAVData(&frame);
@@ -59,8 +57,7 @@ public:
                 Written written;
                 written.iFrame = block->getFrameType() == 1;
                 int code = m_session.write(0, block);
-                // After the write: joining a file moves the time line of the
-                // queued blocks, this one included.
+                // Read after the write: joining a file moves the block's time line.
                 written.bytes.assign(block->getData(), block->getDataLength());
                 block = nullptr;
                 if (code != 0) continue;
@@ -135,11 +132,9 @@ protected:
     HostRootGuard m_root;
 };
 
-// A stream cut by a power cut at any block (0: closed, with its audio), then
-// the next start the same day. What the index covered reads back byte for
-// byte. A sealed entry, or one without items yet, is joined at its valid
-// length on its time line; a run left unsealed never is: a new file takes the
-// recording and the old entry stays as it was. The mark lasts while recording.
+// Power cut at any block (0: closed, with audio), then a restart the same
+// day: what the index covered reads back byte for byte; a sealed or empty
+// entry is joined on its time line, an unsealed run never is.
 TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUnsealed) {
     std::vector<AVData> video = videoFrom(kDay0);
     std::vector<AVData> frames(video.begin(), video.begin() + 450);  // nine groups of pictures
@@ -155,8 +150,7 @@ TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUns
         {
             FaultInjection faults(plan);
             Channel channel;
-            // 25 s of wall time per block: the writer flushes with blocks 4, 7, ...
-            // The cut ends the process: nothing reaches the disk after it.
+            // 25 s per block: flushes come with blocks 4, 7, ...
             channel.record(cut == 0 ? TestStreams::interleave(frames, audio) : frames, [&](Written const& block) {
                 written.push_back(block);
                 EXPECT_TRUE(marks->isExistMark(kDeviceDir, kDate));
@@ -169,8 +163,7 @@ TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUns
             if (cut == 0) channel.close();
         }
         HostClock::reset();
-        // A flush with block j writes the items of blocks before j - 1: the
-        // item of j - 1 is closed only by block j's own, after the flush.
+        // A flush with block j writes the items of the blocks before j - 1.
         size_t indexed = cut == 0 ? written.size() : 0;
         for (size_t flush = 4; flush <= cut; flush += 3) indexed = flush - 2;
         std::string name = written.front().file;
