@@ -253,7 +253,10 @@ TEST_F(TSFrameQueueTest, RollbackEncoderAndPictureSizeChangesStartRunsThatOnlyAn
     EXPECT_EQ(0x10, TsPacketReader(m_bytes).getProgram().streamTypes.at(kVideoPid));
 }
 
-TEST_F(TSFrameQueueTest, IFrameNeedsItsRoomPlusTheAlignmentReserveAndOneLargerThanTheRingIsDropped) {
+// An I frame needs its room plus the alignment reserve. One larger than the
+// ring or than the packager can hold is refused with the P frames behind it;
+// what is queued stays readable.
+TEST_F(TSFrameQueueTest, IFrameWithoutRoomOrTooLargeToPackIsRefusedAndTheQueueKeepsItsBlocks) {
     // 10000 bytes: floor(1.2 * 10028 / 188) = 64 packets + 3.
     TSFrameQueue fits(64 * 188 + 564 + 4096);
     EXPECT_EQ(Results{0}, push(fits, {iFrame(kT0, 10000)}));
@@ -261,11 +264,6 @@ TEST_F(TSFrameQueueTest, IFrameNeedsItsRoomPlusTheAlignmentReserveAndOneLargerTh
     EXPECT_EQ(Results{-2}, push(tight, {iFrame(kT0, 10000)}));
     EXPECT_EQ((Results{0, -2, -1}),
               push(fits, {iFrame(kT0, 2000), iFrame(kT0 + 40000, 20000), pFrame(kT0 + 80000)}));
-}
-
-// A frame the packager cannot hold is refused with the P frames behind it;
-// what is queued stays readable.
-TEST_F(TSFrameQueueTest, FrameTooLargeToPackIsRefusedAndTheQueueKeepsItsBlocks) {
     TSFrameQueue big(8 * 1024 * 1024);
     EXPECT_EQ((Results{0, 0, -2, -2, -1, 0, 0}),
               push(big, {iFrame(kT0, 2000, 1), pFrame(kT0 + 40000), iFrame(kT0 + 1000000, 1885091),
