@@ -209,8 +209,6 @@ protected:
 TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndEachSessionGivesItsDiskBackOnce) {
     RecordDiskManagerImpl* disks = RecordDiskManagerImpl::getInstance();
     RecordStorage storage;
-    EXPECT_EQ(-1, storage.write(0, static_cast<AVData const*>(nullptr)));
-    EXPECT_EQ(-1, storage.getWriteResult(0));
     EXPECT_EQ(0, storage.open(m_info, false));
     storage.setTSFrameQueue(&m_queue);
     Block sound = audio(kDay0, 'a'), early = pFrame(kDay0, 'p'), first = iFrame(kDay0 + 1, 'I'),
@@ -532,10 +530,8 @@ TEST_F(RecordStorageTest, HungWriteTimesOutAndDiskEventsReachOnlyTheirDisk) {
     EXPECT_EQ(0u, updates->getWriterCount());
 }
 
-// Syncs while recording. With a flush interval (local disk, share) the
-// index waits for it, and then the data and after it the index are synced;
-// a share without cache writes its index with every block and syncs only at
-// close.
+// With a flush interval (local disk, share) the index waits for it, then data
+// and index are synced; a share without cache indexes every block, syncs at close.
 TEST_F(RecordStorageTest, FlushesSyncOnlyWhereTheyAreCheap) {
     struct Case {
         int nDiskType;
@@ -570,11 +566,10 @@ TEST_F(RecordStorageTest, FlushesSyncOnlyWhereTheyAreCheap) {
     }
 }
 
-// A power cut before each disk call in turn, from a restart that joins the
-// day's file, through the file change to the next one, a flush and the
-// close. The index may keep unsynced bytes (its pages reached the disk by
-// chance) or not. Whatever is left, every index item names record bytes that
-// survived, in a file that survived; and a cut after the close loses nothing.
+// A power cut before each disk call in turn, from a restart that joins the day's
+// file through the next file, a flush and the close, with or without unsynced
+// index bytes surviving: every index item names record bytes that survived, and
+// a cut after the close loses nothing.
 TEST_F(RecordStorageTest, FailedDataSyncAtCloseAddsNoItemsToTheIndex) {
     auto plan = std::make_shared<FaultPlan>();
     {
