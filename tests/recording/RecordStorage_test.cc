@@ -209,6 +209,8 @@ protected:
 TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndEachSessionGivesItsDiskBackOnce) {
     RecordDiskManagerImpl* disks = RecordDiskManagerImpl::getInstance();
     RecordStorage storage;
+    EXPECT_EQ(-1, storage.write(0, static_cast<AVData const*>(nullptr)));
+    EXPECT_EQ(-1, storage.getWriteResult(0));
     EXPECT_EQ(0, storage.open(m_info, false));
     storage.setTSFrameQueue(&m_queue);
     Block sound = audio(kDay0, 'a'), early = pFrame(kDay0, 'p'), first = iFrame(kDay0 + 1, 'I'),
@@ -414,9 +416,9 @@ TEST_F(RecordStorageTest, EndedFileReportsItsSlowestBlockAndItsAverageSpeed) {
     EXPECT_LE(state.nAverageSpeed, 2 * kBytes / kDelay);
 }
 
-// The writer of a file that threw is closed late, by its directory's close
-// thread, after the next file is open: the late close leaves the next file's
-// mark and entry alone, and the given-up entry stays as its last flush left it.
+// The writer of a file that threw goes to its directory's close thread. Closed
+// late, after the next file is open, it leaves that file's mark and entry
+// alone, and the given-up entry stays as its last flush left it.
 TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTheNextFileAlone) {
     FaultPlan& plan = faults();
     openSession();
@@ -424,11 +426,18 @@ TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTh
     plainDir()->stopDetectionThread();
     plan.throwOnWriteAt(1);
     EXPECT_EQ(OV_RECORD_IO_ERROR, write(pFrame(kDay0 + 1, 'B')));
-    EXPECT_TRUE(plainDir()->isIOError());
     EXPECT_EQ(0u, RecordUpdateManager::getInstance()->getWriterCount());
     EXPECT_NE(std::string::npos, log("RecordIOError.log").find("injected write fault"));
-    Block c = iFrame(kDay0 + 2, 'C');
-    EXPECT_EQ(0, write(c));
+    plainDir()->startDetectionThread();
+    ASSERT_TRUE(waitFor([this]() { return !plainDir()->isIOError(); }));
+    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
+    EXPECT_EQ(0, write(iFrame(kDay0 + 2, 'C', 1)));
+    plainDir()->stopDetectionThread();
+    plan.throwOnWriteAt(1);
+    EXPECT_EQ(OV_RECORD_IO_ERROR, write(pFrame(kDay0 + 3, 'D')));
+    EXPECT_TRUE(plainDir()->isIOError());
+    Block e = iFrame(kDay0 + 4, 'E');
+    EXPECT_EQ(0, write(e));
     SafePointer<RecordFileInfo> next = m_session->getRecordFileInfo();
     LastRecordFileInfoManager* last = LastRecordFileInfoManager::getInstance();
     int data = 0, time = 0, interval = 0, end = 0, endBefore = 0;
@@ -439,13 +448,14 @@ TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTh
     EXPECT_TRUE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
     ASSERT_TRUE(last->getRecordValidLength(next, data, time, interval, end, closed));
     EXPECT_EQ(endBefore, end);
-    EXPECT_EQ(c.text(), contents().at(1));
+    EXPECT_EQ(e.text(), contents().at(2));
     m_session->close();
     EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
-    std::vector<Item> items = indexedItems();  // two entries, an item of C
-    ASSERT_EQ(3u, items.size());
-    EXPECT_EQ(items[0].strFile.substr(0, 5) + items[1].strFile.substr(0, 5), "0000100002");
-    EXPECT_EQ(2 * TestBlock::kPacket, items[2].nLength);
+    std::vector<Item> items = indexedItems();  // three entries, an item of E
+    ASSERT_EQ(4u, items.size());
+    EXPECT_EQ("000010000200003", items[0].strFile.substr(0, 5) + items[1].strFile.substr(0, 5) +
+                                     items[2].strFile.substr(0, 5));
+    EXPECT_EQ(2 * TestBlock::kPacket, items[3].nLength);
 }
 
 // Neither a missing directory nor a writer that cannot open ends the wait
