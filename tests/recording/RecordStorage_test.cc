@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <sstream>
 #include <thread>
 
@@ -22,6 +24,9 @@
 #include "host/FileFactory.h"
 #include "host/GlobalEnv.h"
 #include "host/HostClock.h"
+#include "index/RecordFileIndexNodeInfo.h"
+#include "index/RecordIndexFileParserEx.h"
+#include "index/RecordIndexParserImplEx.h"
 #include "recording/RecordFileRequestManager.h"
 #include "recording/RecordStorageTSImpl.h"
 #include "recording/RecordUpdateManager.h"
@@ -29,6 +34,7 @@
 #include "recording/TSRecordWriterWithIndex.h"
 #include "tests/support/FaultInjectingDiskManager.h"
 #include "tests/support/FaultInjectingFile.h"
+#include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestBlock.h"
@@ -40,6 +46,8 @@ namespace {
 
 constexpr long long kDay0 = 1704110400;  // 2024-01-01 12:00:00 UTC
 constexpr long long kSecond = 1000000;
+constexpr char const* kDate = "2024-01-01";
+constexpr char const* kDeviceDir = "NVR_10.0.0.7_2";
 using Texts = std::vector<std::string>;
 
 struct Block : TestBlock {
@@ -100,6 +108,15 @@ protected:
         return *m_plan;
     }
 
+    // Records on a fresh folder of the given disk type and file system.
+    void useDisk(std::string const& folder, int diskType, int format) {
+        m_disk.makeDir(folder);
+        m_dir.setRecordRootDir(m_disk.path(folder));
+        m_dir.setDiskType(diskType);
+        m_dir.setFileSystemFormat(format);
+        RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
+    }
+
     std::unique_ptr<RecordStorageTSImpl> newSession(int camera, bool dedicated = false) {
         std::unique_ptr<RecordStorageTSImpl> session(new RecordStorageTSImpl());
         m_info.setCameraId(camera);
@@ -136,6 +153,34 @@ protected:
     }
     std::string log(char const* name) const { return TempDir::readWhole(m_root.root() + "/mnt/mtd/log/" + name); }
 
+    // Every item of every entry in the day's index, as (file, position,
+    // length); nothing when there is no readable index.
+    struct Item {
+        std::string strFile;
+        int nPos;
+        int nLength;
+    };
+    std::vector<Item> indexedItems() {
+        std::vector<Item> items;
+        RecordIndexFileParserEx parser;
+        if (parser.open(m_dir, kDate, kDeviceDir, 0, 0) != 1) return items;
+        int length = 0;
+        char* image = parser.getIndexInfo(length);
+        RecordIndexParserImplEx entries;
+        entries.setIndexInfo(m_dir, kDate, kDeviceDir, image, length, 0);
+        RecordIndexParserImplEx::FileList files;
+        entries.getRecordFileInfoList(0, LLONG_MAX, files);
+        for (SafePointer<RecordFileInfo> const& file : files) {
+            RecordFileIndexNodeInfo nodes;
+            entries.getRecordFileIndexNodeInfoList(file->getRecordFileName().c_str(), nodes);
+            items.push_back(Item{file->getRecordFileName(), 0, 0});  // the entry names the file
+            for (RecordIndexNode const& node : nodes.getRecordIndexNodeList())
+                items.push_back(Item{file->getRecordFileName(), node.getFilePos(), node.getDataLength()});
+        }
+        parser.close();
+        return items;
+    }
+
     // Two video frames wait in the queue; answers its first block.
     TSAVData* queueTwoFrames() {
         AVData frame;
@@ -161,7 +206,8 @@ protected:
     std::shared_ptr<FaultPlan> m_plan = std::make_shared<FaultPlan>();
 };
 
-TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndCloseGivesEverythingBack) {
+TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndEachSessionGivesItsDiskBackOnce) {
+    RecordDiskManagerImpl* disks = RecordDiskManagerImpl::getInstance();
     RecordStorage storage;
     EXPECT_EQ(-1, storage.write(0, static_cast<AVData const*>(nullptr)));
     EXPECT_EQ(-1, storage.getWriteResult(0));
@@ -179,15 +225,20 @@ TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndCloseGivesEverythingBa
     EXPECT_EQ(0, storage.write(0, &next));
     EXPECT_EQ((Texts{"00001-NVR_10.0.0.7_2_20240101120001.ts", "NVR_10.0.0.7_2_2024-01-01.index"}), names());
     EXPECT_EQ(Texts{first.text() + sound.text() + next.text()}, contents());
-    EXPECT_EQ(1, RecordDiskManagerImpl::getInstance()->getDiskReferenceCount("sda1"));
-    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
+    std::unique_ptr<RecordStorageTSImpl> other = newSession(3);
+    EXPECT_EQ(0, other->write(0, &first));
+    EXPECT_EQ(2, disks->getDiskReferenceCount("sda1"));
+    EXPECT_EQ(2u, LastRecordFileInfoManager::getInstance()->size());
+    EXPECT_EQ(0, storage.close());
     EXPECT_EQ(0, storage.close());
     EXPECT_TRUE(storage.isClosed());
-    EXPECT_EQ(0, RecordDiskManagerImpl::getInstance()->getDiskReferenceCount("sda1"));
+    EXPECT_EQ(1, disks->getDiskReferenceCount("sda1"));
+    EXPECT_EQ(1u, LastRecordFileInfoManager::getInstance()->size());
+    other.reset();  // closes on the way out
+    EXPECT_EQ(0, disks->getDiskReferenceCount("sda1"));
     EXPECT_EQ(0u, LastRecordFileInfoManager::getInstance()->size());
     EXPECT_EQ(OV_RECORD_WRITE_FAILED, storage.write(0, &iFrame(kDay0 + 50, 'B')));
     EXPECT_EQ(kDay0 + 2, storage.getDeviceTimeStamp());
-    EXPECT_EQ(0, storage.close());
 }
 
 // A (8 packets) and B (8) fill 16 of the file's 20 packets; then C meets the
@@ -365,23 +416,46 @@ TEST_F(RecordStorageTest, EndedFileReportsItsSlowestBlockAndItsAverageSpeed) {
     EXPECT_LE(state.nAverageSpeed, 2 * kBytes / kDelay);
 }
 
-TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadAndLogsItsText) {
+// The writer of a file that threw goes to its directory's close thread. Closed
+// late, after the next file is open, it leaves that file's mark and entry
+// alone, and the given-up entry stays as its last flush left it.
+TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTheNextFileAlone) {
     FaultPlan& plan = faults();
     openSession();
     EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
-    plainDir()->stopDetectionThread();  // hold the close until we have looked
+    plainDir()->stopDetectionThread();
     plan.throwOnWriteAt(1);
     EXPECT_EQ(OV_RECORD_IO_ERROR, write(pFrame(kDay0 + 1, 'B')));
-    EXPECT_TRUE(plainDir()->isIOError());
     EXPECT_EQ(0u, RecordUpdateManager::getInstance()->getWriterCount());
     EXPECT_NE(std::string::npos, log("RecordIOError.log").find("injected write fault"));
-    EXPECT_TRUE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_2", "2024-01-01"));
     plainDir()->startDetectionThread();
-    EXPECT_TRUE(waitFor([this]() { return !plainDir()->isIOError(); }));
-    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_2", "2024-01-01"));
-    Block c = pFrame(kDay0 + 2, 'C');
-    EXPECT_EQ(0, write(c));
-    EXPECT_EQ(c.text(), contents().at(1));
+    ASSERT_TRUE(waitFor([this]() { return !plainDir()->isIOError(); }));
+    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
+    EXPECT_EQ(0, write(iFrame(kDay0 + 2, 'C', 1)));
+    plainDir()->stopDetectionThread();
+    plan.throwOnWriteAt(1);
+    EXPECT_EQ(OV_RECORD_IO_ERROR, write(pFrame(kDay0 + 3, 'D')));
+    EXPECT_TRUE(plainDir()->isIOError());
+    Block e = iFrame(kDay0 + 4, 'E');
+    EXPECT_EQ(0, write(e));
+    SafePointer<RecordFileInfo> next = m_session->getRecordFileInfo();
+    LastRecordFileInfoManager* last = LastRecordFileInfoManager::getInstance();
+    int data = 0, time = 0, interval = 0, end = 0, endBefore = 0;
+    bool closed = false;
+    ASSERT_TRUE(last->getRecordValidLength(next, data, time, interval, endBefore, closed));
+    plainDir()->startDetectionThread();
+    ASSERT_TRUE(waitFor([this]() { return !plainDir()->isIOError(); }));
+    EXPECT_TRUE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
+    ASSERT_TRUE(last->getRecordValidLength(next, data, time, interval, end, closed));
+    EXPECT_EQ(endBefore, end);
+    EXPECT_EQ(e.text(), contents().at(2));
+    m_session->close();
+    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
+    std::vector<Item> items = indexedItems();  // three entries, an item of E
+    ASSERT_EQ(4u, items.size());
+    EXPECT_EQ("000010000200003", items[0].strFile.substr(0, 5) + items[1].strFile.substr(0, 5) +
+                                     items[2].strFile.substr(0, 5));
+    EXPECT_EQ(2 * TestBlock::kPacket, items[3].nLength);
 }
 
 // Neither a missing directory nor a writer that cannot open ends the wait
@@ -464,6 +538,124 @@ TEST_F(RecordStorageTest, HungWriteTimesOutAndDiskEventsReachOnlyTheirDisk) {
     m_session->close();
     fast->close();
     EXPECT_EQ(0u, updates->getWriterCount());
+}
+
+// With a flush interval (local disk, share) the index waits for it, then data
+// and index are synced; a share without cache indexes every block, syncs at close.
+TEST_F(RecordStorageTest, FlushesSyncOnlyWhereTheyAreCheap) {
+    struct Case {
+        int nDiskType;
+        int nFormat;
+        int nItemsWithinAMinute;
+        int nSyncsAfterAMinute;
+    };
+    for (Case const& test : {Case{1, 0, 0, 2}, Case{4, 0, 0, 2}, Case{4, 6, 1, 0}}) {
+        SCOPED_TRACE(test.nDiskType * 10 + test.nFormat);
+        auto plan = std::make_shared<FaultPlan>();
+        FaultInjection faults(plan);
+        useDisk("nas" + std::to_string(test.nDiskType * 10 + test.nFormat), test.nDiskType, test.nFormat);
+        openSession();
+        int syncs = plan->flushCalls();
+        for (int i = 0; i < 3; ++i) {
+            HostClock::shift(0.001);
+            ASSERT_EQ(0, write(iFrame(kDay0 + i, static_cast<char>('A' + i))));
+        }
+        EXPECT_EQ(1 + test.nItemsWithinAMinute, static_cast<int>(indexedItems().size()));
+        EXPECT_EQ(1, plan->flushCalls() - syncs);  // the new entry's head
+        syncs = plan->flushCalls();
+        HostClock::shift(61);
+        ASSERT_EQ(0, write(iFrame(kDay0 + 3, 'D')));
+        EXPECT_EQ(3u, indexedItems().size());
+        EXPECT_EQ(test.nSyncsAfterAMinute, plan->flushCalls() - syncs);
+        syncs = plan->flushCalls();
+        m_session->close();
+        EXPECT_EQ(2, plan->flushCalls() - syncs);  // data, then index with its seal
+        EXPECT_EQ(5u, indexedItems().size());
+        RecordDiskManagerImpl::getInstance()->clear();
+        HostClock::reset();
+    }
+}
+
+// A power cut before each disk call in turn, from a restart that joins the day's
+// file through the next file, a flush and the close, with or without unsynced
+// index bytes surviving: every index item names record bytes that survived, and
+// a cut after the close loses nothing.
+TEST_F(RecordStorageTest, FailedDataSyncAtCloseAddsNoItemsToTheIndex) {
+    auto plan = std::make_shared<FaultPlan>();
+    {
+        FaultInjection faults(plan);
+        plan->spareUnsyncedBytesOf(".index");  // worst case: the index reached the disk
+        openSession();
+        ASSERT_EQ(0, write(iFrame(kDay0, 'A', 4)));
+        ASSERT_EQ(0, write(pFrame(kDay0 + 1, 'B', 4)));
+        plan->failFlushAt(1);  // the data sync of the close
+        m_session->close();
+        plan->powerCut();
+    }
+    std::vector<Item> items = indexedItems();
+    ASSERT_FALSE(items.empty());  // the entry is there, with no item
+    for (Item const& item : items) EXPECT_EQ(0, item.nLength) << item.strFile;
+}
+
+TEST_F(RecordStorageTest, PowerCutBeforeAnyCallLeavesNoIndexItemWithoutItsData) {
+    std::vector<Block> before = {iFrame(kDay0, 'A', 8)};
+    // E ends D's item before the flush at F, whose item G joins before the close.
+    std::vector<Block> blocks = {iFrame(kDay0 + 10, 'B', 4), pFrame(kDay0 + 11, 'C', 4),
+                                 iFrame(kDay0 + 12, 'D', 4), iFrame(kDay0 + 13, 'E', 4),
+                                 iFrame(kDay0 + 14, 'F'), pFrame(kDay0 + 15, 'G', 2)};
+    std::string expected[2] = {"AAAAAAAABBBBCCCC", "DDDDEEEEFFGG"};  // per file, a letter a packet
+    int cuts = 0;
+    int runs = 0;
+    int withItems = 0;
+    for (char const* spared : {"", ".index"}) {
+        for (int cut = 1;; ++cut) {
+            SCOPED_TRACE(std::string(spared) + " cut " + std::to_string(cut));
+            bool fired = false;
+            {
+                auto plan = std::make_shared<FaultPlan>();
+                FaultInjection faults(plan);
+                if (*spared != '\0') plan->spareUnsyncedBytesOf(spared);
+                useDisk("run" + std::to_string(++runs), 1, 0);
+                LastRecordFileInfoManager::getInstance()->clear();
+                openSession();
+                for (Block const& block : before) ASSERT_EQ(0, write(block));
+                m_session->close();
+                plan->powerCutAtCall(cut);
+                openSession();
+                for (Block const& block : blocks) {
+                    if (block.bytes[1] == 'F') HostClock::shift(61);
+                    write(block);
+                }
+                m_session->close();
+                fired = plan->hasPowerCutFired();
+                if (!fired) plan->powerCut();
+            }
+            HostClock::reset();
+            if (!fired) {
+                std::map<std::string, int> indexed;  // by file number
+                for (Item const& item : indexedItems()) indexed[item.strFile.substr(0, 5)] += item.nLength;
+                EXPECT_EQ(16 * TestBlock::kPacket, indexed["00001"]);
+                EXPECT_EQ(12 * TestBlock::kPacket, indexed["00002"]);
+                break;
+            }
+            ++cuts;
+            std::vector<std::string> files;
+            for (Item const& item : indexedItems()) {
+                if (files.empty() || files.back() != item.strFile) files.push_back(item.strFile);
+                std::string content = TempDir::readWhole(dateDir() + "/" + item.strFile);
+                ASSERT_EQ(0, access((dateDir() + "/" + item.strFile).c_str(), F_OK)) << item.strFile;
+                ASSERT_LE(static_cast<size_t>(item.nPos + item.nLength), content.size()) << item.strFile;
+                ASSERT_LE(files.size(), 2u);
+                for (int at = item.nPos; at < item.nPos + item.nLength; at += TestBlock::kPacket)
+                    ASSERT_EQ(expected[files.size() - 1][static_cast<size_t>(at / TestBlock::kPacket)],
+                              content[static_cast<size_t>(at) + 1])
+                        << item.strFile << " at " << at;
+                if (files.size() == 2 && item.nLength > 0) ++withItems;
+            }
+        }
+    }
+    EXPECT_GT(cuts, 40);
+    EXPECT_GT(withItems, 0);  // some cuts came after the second file's items were made durable
 }
 
 using RecordStorageDeathTest = RecordStorageTest;

@@ -253,7 +253,10 @@ TEST_F(TSFrameQueueTest, RollbackEncoderAndPictureSizeChangesStartRunsThatOnlyAn
     EXPECT_EQ(0x10, TsPacketReader(m_bytes).getProgram().streamTypes.at(kVideoPid));
 }
 
-TEST_F(TSFrameQueueTest, IFrameNeedsItsRoomPlusTheAlignmentReserveAndOneLargerThanTheRingIsDropped) {
+// An I frame needs its room plus the alignment reserve. One larger than the
+// ring or than the packager can hold is refused with the P frames behind it;
+// what is queued stays readable.
+TEST_F(TSFrameQueueTest, IFrameWithoutRoomOrTooLargeToPackIsRefusedAndTheQueueKeepsItsBlocks) {
     // 10000 bytes: floor(1.2 * 10028 / 188) = 64 packets + 3.
     TSFrameQueue fits(64 * 188 + 564 + 4096);
     EXPECT_EQ(Results{0}, push(fits, {iFrame(kT0, 10000)}));
@@ -261,11 +264,6 @@ TEST_F(TSFrameQueueTest, IFrameNeedsItsRoomPlusTheAlignmentReserveAndOneLargerTh
     EXPECT_EQ(Results{-2}, push(tight, {iFrame(kT0, 10000)}));
     EXPECT_EQ((Results{0, -2, -1}),
               push(fits, {iFrame(kT0, 2000), iFrame(kT0 + 40000, 20000), pFrame(kT0 + 80000)}));
-}
-
-// A frame the packager cannot hold is refused with the P frames behind it;
-// what is queued stays readable.
-TEST_F(TSFrameQueueTest, FrameTooLargeToPackIsRefusedAndTheQueueKeepsItsBlocks) {
     TSFrameQueue big(8 * 1024 * 1024);
     EXPECT_EQ((Results{0, 0, -2, -2, -1, 0, 0}),
               push(big, {iFrame(kT0, 2000, 1), pFrame(kT0 + 40000), iFrame(kT0 + 1000000, 1885091),
@@ -274,11 +272,9 @@ TEST_F(TSFrameQueueTest, FrameTooLargeToPackIsRefusedAndTheQueueKeepsItsBlocks) 
     EXPECT_EQ((Results{1, 2}), takeTags(big));
 }
 
-// One thread: a P frame without room turns on dropping P frames, audio still
-// goes in, and the next I frame evicts the oldest group of pictures, gives up
-// the ring's end and starts again at the ring's start. The skip record at the
-// front carries no data; it keeps how long after the evicted block's start the
-// ring wrapped, in seconds, at most 3.
+// A P frame without room turns on dropping P frames, audio still goes in; the
+// next I frame evicts the oldest group and wraps. The skip record carries no
+// data, only how long after the evicted block's start the ring wrapped (s, <= 3).
 TEST_F(TSFrameQueueTest, OnlyAnIFrameEvictsAndEvictedFramesAreLost) {
     for (int seconds : {2, 3, 9}) {
         SCOPED_TRACE(seconds);
@@ -420,10 +416,9 @@ TEST_F(TSFrameQueueTest, SlowConsumerThreadLosesWholeOldestGroupsAndNoIFrameIsRe
     EXPECT_EQ(static_cast<unsigned long long>(kGroups - groups.size()), queue.getIFrameDiscard());
 }
 
-// Three blocks of I 5000 + P 5000 bytes (5640 + 5264 bytes packed) and an I
-// frame, the first two blocks consumed: 27448 of 40000 written, 12552 left at
-// the end of the ring. The tail takes audio until 4096 + 376 bytes are left;
-// the next audio is held.
+// Three blocks of I + P 5000 bytes (5640 + 5264 packed) and an I frame, two
+// blocks consumed: 12552 of 40000 left at the ring's end, which takes audio
+// until 4096 + 376 bytes are left; the next audio is held.
 class TSFrameQueueWrapTest : public TSFrameQueueTest {
 protected:
     void SetUp() override {
@@ -474,9 +469,8 @@ TEST_F(TSFrameQueueWrapTest, HeldAudioIsRefusedWhenItWouldPassTheBuffer) {
     EXPECT_EQ((Results{0, -4}), push(m_ring, {audio(kT0 + 160000, 10), audio(kT0 + 160000, 10)}));
 }
 
-// updata moves the queued blocks and the one being built, and the time line
-// goes on behind them. The packager starts at 0 with the first frame after
-// construction, whatever updata said before.
+// updata moves the queued blocks and the one being built; the time line goes on
+// behind them. It starts at 0 with the first frame, whatever updata said before.
 TEST_F(TSFrameQueueTest, UpdataMovesQueuedPacketsAndTheTimeLineGoesOnBehindThem) {
     ASSERT_TRUE(m_queue.updata(2 * kSecond, 0));
     push({iFrame(kT0), audio(kT0 + 20000), pFrame(kT0 + 40000), iFrame(kT0 + 80000)});
