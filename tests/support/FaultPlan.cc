@@ -97,19 +97,9 @@ void FaultPlan::failOpenAt(int n) {
     m_openFaults[target(m_nOpenCalls, n)] = true;
 }
 
-void FaultPlan::failCreateSizedFileAt(int n) {
+void FaultPlan::failDiskOpAt(char const* op, int n) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_diskOpFaults["createSizedFile"][target(m_diskOpCalls["createSizedFile"], n)] = true;
-}
-
-void FaultPlan::failRenameAt(int n) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_diskOpFaults["rename"][target(m_diskOpCalls["rename"], n)] = true;
-}
-
-void FaultPlan::failCreateDirAt(int n) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_diskOpFaults["createDir"][target(m_diskOpCalls["createDir"], n)] = true;
+    m_diskOpFaults[op][target(m_diskOpCalls[op], n)] = true;
 }
 
 void FaultPlan::vanish() {
@@ -135,11 +125,6 @@ int FaultPlan::writeCalls() {
 int FaultPlan::flushCalls() {
     std::lock_guard<std::mutex> lock(m_mutex);
     return m_nFlushCalls;
-}
-
-int FaultPlan::openCalls() {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_nOpenCalls;
 }
 
 FaultPlan::WriteFault FaultPlan::beforeWrite(int& shortBytes) {

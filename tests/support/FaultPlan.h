@@ -45,9 +45,9 @@ public:
     void failOpenAt(int n);
 
     // Disk-manager operations: the n-th call from now of that operation fails.
-    void failCreateSizedFileAt(int n);
-    void failRenameAt(int n);
-    void failCreateDirAt(int n);
+    void failCreateSizedFileAt(int n) { failDiskOpAt("createSizedFile", n); }
+    void failRenameAt(int n) { failDiskOpAt("rename", n); }
+    void failCreateDirAt(int n) { failDiskOpAt("createDir", n); }
 
     // The disk is gone: open false, read/write -1, seek/flush false, length
     // -1, and every disk-manager operation fails or answers "missing".
@@ -72,7 +72,6 @@ public:
 
     int writeCalls();
     int flushCalls();
-    int openCalls();
 
     // Used by the injecting file and disk manager.
     // Applies delay and hang, counts the call and answers the fault to inject
@@ -105,6 +104,8 @@ public:
     void noteFlushed(FileKey const& key);
 
 private:
+    void failDiskOpAt(char const* op, int n);
+
     struct Shadow {
         std::shared_ptr<PosixFile> m_pFile;  // own descriptor: follows renames
         std::string m_strPath;               // as first opened
