@@ -75,7 +75,9 @@ TEST(DeviceSequenceTest, ChannelsAlternateAndRemovalsRebalanceTheHalves) {
     };
     DeviceSequenceMapManager& sequences = *DeviceSequenceMapManager::getInstance();
     auto apply = [&](char const* ids, bool add) {
-        for (char const* id = ids; *id != '\0'; ++id) sequences.updateDeviceSequence(std::string(1, *id), 1, add);
+        for (char const* id = ids; *id != '\0'; ++id) {
+            sequences.updateDeviceSequence(std::string(1, *id), 1, add);
+        }
     };
     for (Case const& c : cases) {
         sequences.clear();
@@ -83,7 +85,7 @@ TEST(DeviceSequenceTest, ChannelsAlternateAndRemovalsRebalanceTheHalves) {
         apply(c.removed, false);
         apply(c.added2, true);
         for (auto const& half : c.halves) {
-            EXPECT_EQ(half.second, sequences.getDeviceSequence(half.first, 1)) << c.added << " " << half.first;
+            EXPECT_EQ(half.second, sequences.getDeviceSequence(half.first, 1)) << c.added << half.first;
         }
         EXPECT_EQ(c.nCount, sequences.getDeviceNum()) << c.added;
     }
