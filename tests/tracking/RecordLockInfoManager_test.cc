@@ -88,30 +88,20 @@ TEST_F(FileLockConfigureTest, FacadeAnswersAreFixedAndCleanEmptiesTheTree) {
     EXPECT_EQ(0, locks->getRecordDirLockInfoSize());
 }
 
-TEST(RecordDeviceLockInfoTest, DatesAreMadeBySettersAndUnknownOnesReadAsNothing) {
+TEST(RecordDeviceLockInfoTest, ADateMadeByOneSetterReadsTheOtherAsNothing) {
     RecordDeviceLockInfo device("NVR_1.2.3.4_1");
     EXPECT_EQ(0, device.getLockFileNum("2024-01-01"));
     EXPECT_EQ(2, device.getDeletedStatus("2024-01-01"));
-    int num = -1;
-    int status = -1;
-    EXPECT_EQ(0, device.getLockInfo("2024-01-01", num, status));
-    EXPECT_EQ(-1, num);  // untouched
-    EXPECT_EQ(-1, status);
-    device.setLockFileNum("2024-01-01", 3);  // status not given: unknown
-    device.setDeletedStatus("2024-01-02", 0);  // files not given: none
+    device.setLockFileNum("2024-01-01", 3);
+    device.setDeletedStatus("2024-01-02", 0);
+    EXPECT_EQ(3, device.getLockFileNum("2024-01-01"));
     EXPECT_EQ(2, device.getDeletedStatus("2024-01-01"));
     EXPECT_EQ(0, device.getLockFileNum("2024-01-02"));
-    device.setLockInfo("2024-01-02", 4, 1);
-    ASSERT_EQ(1, device.getLockInfo("2024-01-02", num, status));
-    EXPECT_EQ(4, num);
-    EXPECT_EQ(1, status);
-    EXPECT_EQ(7, device.getLockFileNum());
-    EXPECT_EQ(1, device.rmRecordDateLockInfo("2024-01-01"));
-    EXPECT_EQ(0, device.rmRecordDateLockInfo("2024-01-01"));
-    EXPECT_EQ(4, device.getLockFileNum());
 }
 
-TEST(RecordDirLockInfoTest, ChannelsAreMadeOnlyByAnUpdateOfTheirCounts) {
+// Channels are made only by an update of their counts; what is not known
+// answers 0 and leaves the caller's values alone.
+TEST(RecordDirLockInfoTest, ChannelsAreMadeOnlyByAnUpdateOfTheirCountsAndCountsAddUp) {
     RecordDirInfoEx dir;
     dir.setRecordRootDir("/hd1");
     RecordDirLockInfo info(dir);
@@ -124,24 +114,29 @@ TEST(RecordDirLockInfoTest, ChannelsAreMadeOnlyByAnUpdateOfTheirCounts) {
     EXPECT_FALSE(info.equals(other));
 
     int num = -1;
-    int status = 2;
+    int status = -1;
     EXPECT_EQ(0, info.getRecordLockInfo("A_1_1", "2024-01-01", num, status));
-    EXPECT_EQ(-1, num);
-    EXPECT_EQ(2, status);  // a channel not known leaves the status at 2
     EXPECT_EQ(0, info.updateRecordDeviceDeleteStatus("A_1_1", "2024-01-01", 0));
     EXPECT_EQ(0, info.getRecordDeviceLockListSize());
 
     info.updateRecordDeviceLockInfo("A_1_1", "2024-01-01", 3, 0);
-    info.updateRecordDeviceLockInfo("A_1_1", "2024-01-02", 4, 0);
     info.updateRecordDeviceLockInfo("B_1_2", "2024-01-01", 5, 0);
     info.updateRecordDeviceLockInfo("A_1_1", "2024-01-01", 6, 0);  // replaces
-    EXPECT_EQ(2, info.getRecordDeviceLockListSize());
-    EXPECT_EQ(15, info.getLockFileNum());
+    EXPECT_EQ(0, info.getRecordLockInfo("A_1_1", "2024-01-02", num, status));
+    EXPECT_EQ(-1, num);
+    EXPECT_EQ(-1, status);
     EXPECT_EQ(1, info.updateRecordDeviceDeleteStatus("A_1_1", "2024-01-02", 1));
     ASSERT_EQ(1, info.getRecordLockInfo("A_1_1", "2024-01-02", num, status));
-    EXPECT_EQ(4, num);
+    EXPECT_EQ(0, num);
     EXPECT_EQ(1, status);
+    info.updateRecordDeviceLockInfo("A_1_1", "2024-01-02", 4, 0);
+    ASSERT_EQ(1, info.getRecordLockInfo("A_1_1", "2024-01-02", num, status));
+    EXPECT_EQ(4, num);
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(2, info.getRecordDeviceLockListSize());
+    EXPECT_EQ(15, info.getLockFileNum());
     EXPECT_EQ(1, info.rmRecordDeviceDateLockInfo("A_1_1", "2024-01-01"));
+    EXPECT_EQ(0, info.rmRecordDeviceDateLockInfo("A_1_1", "2024-01-01"));
     EXPECT_EQ(0, info.rmRecordDeviceDateLockInfo("C_1_1", "2024-01-01"));
     EXPECT_EQ(9, info.getLockFileNum());
 }
