@@ -89,7 +89,7 @@ TEST(SingleDeviceRecordQueryTest, NewDateClosesTheListOfTheDayBefore) {
     RecordQueryResult result;
     SingleDeviceRecordQuery query(result, window(0, 0));
     query.setDate("2024-01-30");
-    query.handle(kT0 - 100, kT0, 0, false, false);
+    query.handle(kT0 - 100, kT0, 0, false, true);  // an alarm span is held open: it must go too
     query.setDate("2024-01-31");
     query.handle(kT0, kT0 + 100, 0, false, false);
     EXPECT_EQ(1u, result.getRecordTimeSegmentList().size());  // first day delivered
