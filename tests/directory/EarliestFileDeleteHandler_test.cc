@@ -11,22 +11,17 @@ namespace {
 
 constexpr long long kNoon = 1706702400LL;  // 2024-01-31 12:00:00 UTC
 
-// Moves the host clock to a fixed noon for the test's lifetime.
-class NoonClock {
-public:
-    NoonClock() { HostClock::shift(static_cast<double>(kNoon - OrvaneTime::currentTime().getSeconds())); }
-    ~NoonClock() { HostClock::reset(); }
-};
-
+// The host clock stands at a fixed noon for each test.
 class EarliestFileDeleteHandlerTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        HostClock::shift(static_cast<double>(kNoon - OrvaneTime::currentTime().getSeconds()));
         m_info.setRecordRootDir(m_dir.root());
         m_info.setDiskType(1);
     }
+    void TearDown() override { HostClock::reset(); }
     bool make(std::string const& name) { return m_dir.writeFile("day/" + name, "ts"); }
 
-    NoonClock m_clock;
     TempDir m_dir;
     RecordDirInfoEx m_info;
 };

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "disk/DeviceSequenceMapManager.h"
 #include "disk/RecordDeviceDirPolicyManager.h"
 
@@ -53,57 +56,42 @@ TEST(RecordDeviceDirPolicyManagerTest, OneEntryPerChannelLookedUpAndListedByGrou
     EXPECT_TRUE(all.empty());
 }
 
-class DeviceSequenceTest : public ::testing::Test {
-protected:
-    void SetUp() override { DeviceSequenceMapManager::getInstance()->clear(); }
-    void TearDown() override { DeviceSequenceMapManager::getInstance()->clear(); }
+// Channels alternate between the two halves of a group; registering twice
+// changes nothing; a removal that leaves one half longer by two moves that
+// half's oldest channel to the other.
+TEST(DeviceSequenceTest, ChannelsAlternateAndRemovalsRebalanceTheHalves) {
+    struct Case {
+        char const* added;    // in this order, camera 1
+        char const* removed;  // then these
+        char const* added2;   // then these
+        std::vector<std::pair<char const*, int>> halves;  // channel, its half (-1: none)
+        int nCount;
+    };
+    Case const cases[] = {
+        {"abca", "", "", {{"a", 1}, {"b", 2}, {"c", 1}, {"z", -1}}, 3},
+        {"abc", "b", "d", {{"a", 2}, {"c", 1}, {"d", 1}}, 3},
+        {"ab", "ax", "", {{"a", -1}, {"b", 2}}, 1},
+        {"abcdef", "ac", "", {{"b", 1}, {"e", 1}, {"d", 2}, {"f", 2}}, 4},
+    };
     DeviceSequenceMapManager& sequences = *DeviceSequenceMapManager::getInstance();
-};
-
-TEST_F(DeviceSequenceTest, ChannelsAlternateAndRegisteringTwiceChangesNothing) {
-    sequences.updateDeviceSequence("a", 1, true);
-    sequences.updateDeviceSequence("b", 1, true);
-    sequences.updateDeviceSequence("c", 1, true);
-    sequences.updateDeviceSequence("a", 1, true);
-    EXPECT_EQ(3, sequences.getDeviceNum());
-    EXPECT_EQ(1, sequences.getDeviceSequence("a", 1));
-    EXPECT_EQ(2, sequences.getDeviceSequence("b", 1));
-    EXPECT_EQ(1, sequences.getDeviceSequence("c", 1));
-    EXPECT_EQ(-1, sequences.getDeviceSequence("a", 2));
+    auto apply = [&](char const* ids, bool add) {
+        for (char const* id = ids; *id != '\0'; ++id) {
+            sequences.updateDeviceSequence(std::string(1, *id), 1, add);
+        }
+    };
+    for (Case const& c : cases) {
+        sequences.clear();
+        apply(c.added, true);
+        apply(c.removed, false);
+        apply(c.added2, true);
+        for (auto const& half : c.halves) {
+            EXPECT_EQ(half.second, sequences.getDeviceSequence(half.first, 1)) << c.added << half.first;
+        }
+        EXPECT_EQ(c.nCount, sequences.getDeviceNum()) << c.added;
+    }
+    EXPECT_EQ(-1, sequences.getDeviceSequence("b", 2));
     EXPECT_FALSE(sequences.isExist("z", 1));
-}
-
-TEST_F(DeviceSequenceTest, RemovalMovesTheOldestChannelOfTheLongerHalf) {
-    sequences.updateDeviceSequence("a", 1, true);
-    sequences.updateDeviceSequence("b", 1, true);
-    sequences.updateDeviceSequence("c", 1, true);
-    sequences.updateDeviceSequence("b", 1, false);
-    EXPECT_EQ(2, sequences.getDeviceSequence("a", 1));
-    EXPECT_EQ(1, sequences.getDeviceSequence("c", 1));
-    EXPECT_EQ(2, sequences.getDeviceNum());
-    // A new channel goes to the half that is not longer.
-    sequences.updateDeviceSequence("d", 1, true);
-    EXPECT_EQ(1, sequences.getDeviceSequence("d", 1));
-}
-
-TEST_F(DeviceSequenceTest, DifferenceOfOneIsLeftAlone) {
-    sequences.updateDeviceSequence("a", 1, true);
-    sequences.updateDeviceSequence("b", 1, true);
-    sequences.updateDeviceSequence("a", 1, false);
-    EXPECT_EQ(2, sequences.getDeviceSequence("b", 1));
-    sequences.updateDeviceSequence("x", 9, false);
-    EXPECT_EQ(2, sequences.getDeviceSequence("b", 1));
-}
-
-TEST_F(DeviceSequenceTest, SecondHalfLongerMovesBackToTheFirst) {
-    for (char const* id : {"a", "b", "c", "d", "e", "f"}) sequences.updateDeviceSequence(id, 1, true);
-    // halves: 1 = a c e, 2 = b d f
-    sequences.updateDeviceSequence("a", 1, false);
-    sequences.updateDeviceSequence("c", 1, false);
-    EXPECT_EQ(1, sequences.getDeviceSequence("b", 1));
-    EXPECT_EQ(1, sequences.getDeviceSequence("e", 1));
-    EXPECT_EQ(2, sequences.getDeviceSequence("d", 1));
-    EXPECT_EQ(2, sequences.getDeviceSequence("f", 1));
+    sequences.clear();
 }
 
 }  // namespace

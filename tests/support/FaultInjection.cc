@@ -18,7 +18,3 @@ FaultInjection::~FaultInjection() {
     FileFactory::resetFileCreator();
     DiskManagerFactory::resetDiskManagers();
 }
-
-std::unique_ptr<FaultInjection> FaultInjection::install(std::shared_ptr<FaultPlan> plan) {
-    return std::unique_ptr<FaultInjection>(new FaultInjection(std::move(plan)));
-}

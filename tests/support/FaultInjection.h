@@ -18,10 +18,6 @@ public:
     FaultInjection(FaultInjection const&) = delete;
     FaultInjection& operator=(FaultInjection const&) = delete;
 
-    static std::unique_ptr<FaultInjection> install(std::shared_ptr<FaultPlan> plan);
-
-    FaultPlan& plan() { return *m_pPlan; }
-
 private:
     std::shared_ptr<FaultPlan> m_pPlan;
     FaultInjectingDiskManager m_manager;

@@ -87,29 +87,9 @@ bool FaultPlan::isDiskFull() {
     return m_bDiskFull;
 }
 
-void FaultPlan::failFlushAt(int n) {
+void FaultPlan::failDiskOpAt(char const* op, int n) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_flushFaults[target(m_nFlushCalls, n)] = true;
-}
-
-void FaultPlan::failOpenAt(int n) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_openFaults[target(m_nOpenCalls, n)] = true;
-}
-
-void FaultPlan::failCreateSizedFileAt(int n) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_diskOpFaults["createSizedFile"][target(m_diskOpCalls["createSizedFile"], n)] = true;
-}
-
-void FaultPlan::failRenameAt(int n) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_diskOpFaults["rename"][target(m_diskOpCalls["rename"], n)] = true;
-}
-
-void FaultPlan::failCreateDirAt(int n) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_diskOpFaults["createDir"][target(m_diskOpCalls["createDir"], n)] = true;
+    m_diskOpFaults[op][target(m_diskOpCalls[op], n)] = true;
 }
 
 void FaultPlan::vanish() {
@@ -134,12 +114,7 @@ int FaultPlan::writeCalls() {
 
 int FaultPlan::flushCalls() {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_nFlushCalls;
-}
-
-int FaultPlan::openCalls() {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_nOpenCalls;
+    return m_diskOpCalls["flush"];
 }
 
 FaultPlan::WriteFault FaultPlan::beforeWrite(int& shortBytes) {
@@ -168,18 +143,10 @@ FaultPlan::WriteFault FaultPlan::beforeWrite(int& shortBytes) {
     return WriteFault::kNone;
 }
 
-bool FaultPlan::beforeFlush() {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    int call = ++m_nFlushCalls;
-    if (cutsPowerHere()) return false;
-    if (take(m_flushFaults, call)) return false;
-    return !m_bVanished;
-}
-
 bool FaultPlan::beforeOpen() {
     std::lock_guard<std::mutex> lock(m_mutex);
-    int call = ++m_nOpenCalls;
-    if (take(m_openFaults, call)) return false;
+    int call = ++m_diskOpCalls["open"];
+    if (take(m_diskOpFaults["open"], call)) return false;
     return !m_bVanished;
 }
 

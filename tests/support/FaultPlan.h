@@ -40,14 +40,14 @@ public:
     void setDiskFull(bool full);
 
     // The n-th flush call from now answers false (nothing is made durable).
-    void failFlushAt(int n);
+    void failFlushAt(int n) { failDiskOpAt("flush", n); }
     // The n-th open call from now answers false.
-    void failOpenAt(int n);
+    void failOpenAt(int n) { failDiskOpAt("open", n); }
 
     // Disk-manager operations: the n-th call from now of that operation fails.
-    void failCreateSizedFileAt(int n);
-    void failRenameAt(int n);
-    void failCreateDirAt(int n);
+    void failCreateSizedFileAt(int n) { failDiskOpAt("createSizedFile", n); }
+    void failRenameAt(int n) { failDiskOpAt("rename", n); }
+    void failCreateDirAt(int n) { failDiskOpAt("createDir", n); }
 
     // The disk is gone: open false, read/write -1, seek/flush false, length
     // -1, and every disk-manager operation fails or answers "missing".
@@ -72,14 +72,13 @@ public:
 
     int writeCalls();
     int flushCalls();
-    int openCalls();
 
     // Used by the injecting file and disk manager.
     // Applies delay and hang, counts the call and answers the fault to inject
     // (with the byte count for kShort).
     WriteFault beforeWrite(int& shortBytes);
-    bool beforeFlush();  // false: inject a flush failure
-    bool beforeOpen();   // false: inject an open failure
+    bool beforeFlush() { return !diskOpFails("flush"); }  // false: inject a flush failure
+    bool beforeOpen();                                      // false: inject an open failure
     bool diskOpFails(char const* op);  // "createSizedFile", "rename", "createDir", "syncDir", ...
     bool isDiskFull();
 
@@ -105,6 +104,8 @@ public:
     void noteFlushed(FileKey const& key);
 
 private:
+    void failDiskOpAt(char const* op, int n);
+
     struct Shadow {
         std::shared_ptr<PosixFile> m_pFile;  // own descriptor: follows renames
         std::string m_strPath;               // as first opened
@@ -115,12 +116,8 @@ private:
     std::mutex m_mutex;  // guards the counters and faults below
     std::condition_variable m_released;
     int m_nWriteCalls = 0;
-    int m_nFlushCalls = 0;
-    int m_nOpenCalls = 0;
     std::map<int, std::pair<WriteFault, int>> m_writeFaults;  // call number -> fault, bytes
-    std::map<int, bool> m_flushFaults;
-    std::map<int, bool> m_openFaults;
-    std::map<std::string, int> m_diskOpCalls;
+    std::map<std::string, int> m_diskOpCalls;  // also "flush" and "open"
     std::map<std::string, std::map<int, bool>> m_diskOpFaults;
     int m_nWriteDelayMs = 0;
     bool m_bHung = false;

@@ -2,13 +2,8 @@
 
 #include "host/HostPaths.h"
 
-HostRootGuard::HostRootGuard() : m_pTemp(new TempDir()) {
-    m_strRoot = m_pTemp->root();
-    m_strPrevious = HostPaths::getRoot();
-    HostPaths::setRoot(m_strRoot);
-}
-
-HostRootGuard::HostRootGuard(std::string const& root) : m_strRoot(root) {
+HostRootGuard::HostRootGuard(std::string const& root)
+    : m_pTemp(root.empty() ? new TempDir() : nullptr), m_strRoot(m_pTemp ? m_pTemp->root() : root) {
     m_strPrevious = HostPaths::getRoot();
     HostPaths::setRoot(m_strRoot);
 }

@@ -7,11 +7,10 @@
 #include "tests/support/TempDir.h"
 
 // Moves HostPaths' root for its lifetime and puts the old one back. Without
-// an argument the root is a TempDir of its own.
+// a root the root is a TempDir of its own.
 class HostRootGuard {
 public:
-    HostRootGuard();
-    explicit HostRootGuard(std::string const& root);
+    explicit HostRootGuard(std::string const& root = std::string());
     ~HostRootGuard();
 
     HostRootGuard(HostRootGuard const&) = delete;

@@ -1,33 +1,13 @@
 #include "tests/support/TempDir.h"
 
-#include <ftw.h>
-#include <stdio.h>
 #include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <vector>
 
-namespace {
-
-int removeEntry(char const* path, struct stat const*, int type, struct FTW*) {
-    return type == FTW_DP ? rmdir(path) : unlink(path);
-}
-
-bool makeParents(std::string const& path) {
-    for (size_t pos = 1; pos < path.size(); ++pos) {
-        if (path[pos] != '/') continue;
-        std::string part = path.substr(0, pos);
-        struct stat info {};
-        if (stat(part.c_str(), &info) == 0) continue;
-        if (mkdir(part.c_str(), 0755) != 0) return false;
-    }
-    return true;
-}
-
-}  // namespace
+namespace fs = std::filesystem;
 
 TempDir::TempDir() {
     char const* base = getenv("TMPDIR");
@@ -38,7 +18,8 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-    if (!m_strRoot.empty()) nftw(m_strRoot.c_str(), &removeEntry, 16, FTW_DEPTH | FTW_PHYS);
+    std::error_code ignored;
+    if (!m_strRoot.empty()) fs::remove_all(m_strRoot, ignored);
 }
 
 std::string TempDir::path(std::string const& rel) const {
@@ -47,7 +28,7 @@ std::string TempDir::path(std::string const& rel) const {
 
 bool TempDir::writeFile(std::string const& rel, std::string const& bytes) const {
     std::string full = path(rel);
-    if (!makeParents(full)) return false;
+    if (!makeDir(fs::path(rel).parent_path().string())) return false;
     std::ofstream out(full, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     return static_cast<bool>(out);
@@ -63,19 +44,18 @@ std::string TempDir::readWhole(std::string const& wholePath) {
 }
 
 long long TempDir::fileSize(std::string const& rel) const {
-    struct stat info {};
-    if (stat(path(rel).c_str(), &info) != 0) return -1;
-    return static_cast<long long>(info.st_size);
+    std::error_code error;
+    auto size = fs::file_size(path(rel), error);
+    return error ? -1 : static_cast<long long>(size);
 }
 
 bool TempDir::exists(std::string const& rel) const {
-    struct stat info {};
-    return stat(path(rel).c_str(), &info) == 0;
+    std::error_code ignored;
+    return fs::exists(path(rel), ignored);
 }
 
 bool TempDir::makeDir(std::string const& rel) const {
-    std::string full = path(rel);
-    if (!makeParents(full + "/")) return false;
-    struct stat info {};
-    return stat(full.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    std::error_code ignored;
+    fs::create_directories(path(rel), ignored);
+    return fs::is_directory(path(rel), ignored);
 }

@@ -58,16 +58,18 @@ std::vector<TestStreams::AccessUnit> TestStreams::splitAccessUnits(std::vector<c
     size_t unitBegin = 0;
     bool bUnitHasSlice = false;
     bool bUnitIdr = false;
-    for (size_t k = 0; k < nals.size(); ++k) {
-        Nal const& nal = nals[k];
+    auto closeUnit = [&](size_t end) {
+        AccessUnit unit;
+        unit.bytes.assign(stream.begin() + static_cast<long>(unitBegin), stream.begin() + static_cast<long>(end));
+        unit.bIdr = bUnitIdr;
+        units.push_back(std::move(unit));
+    };
+    for (Nal const& nal : nals) {
         bool const bOpensUnit =
             (nal.nType == kNalAud || nal.nType == kNalSps || nal.nType == kNalPps || nal.nType == kNalSei) ||
             (isSlice(nal.nType) && startsPicture(stream, nal));
         if (bUnitHasSlice && bOpensUnit) {
-            AccessUnit unit;
-            unit.bytes.assign(stream.begin() + static_cast<long>(unitBegin), stream.begin() + static_cast<long>(nal.nBegin));
-            unit.bIdr = bUnitIdr;
-            units.push_back(std::move(unit));
+            closeUnit(nal.nBegin);
             unitBegin = nal.nBegin;
             bUnitHasSlice = false;
             bUnitIdr = false;
@@ -75,12 +77,7 @@ std::vector<TestStreams::AccessUnit> TestStreams::splitAccessUnits(std::vector<c
         if (isSlice(nal.nType)) bUnitHasSlice = true;
         if (nal.nType == kNalIdr) bUnitIdr = true;
     }
-    if (bUnitHasSlice) {
-        AccessUnit unit;
-        unit.bytes.assign(stream.begin() + static_cast<long>(unitBegin), stream.end());
-        unit.bIdr = bUnitIdr;
-        units.push_back(std::move(unit));
-    }
+    if (bUnitHasSlice) closeUnit(stream.size());
     return units;
 }
 

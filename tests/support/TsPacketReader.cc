@@ -1,14 +1,10 @@
 #include "tests/support/TsPacketReader.h"
 
-#include <cstdio>
+#include <string>
 
 namespace {
 
-std::string describe(int packet, char const* what) {
-    char text[128];
-    std::snprintf(text, sizeof(text), "packet %d: %s", packet, what);
-    return text;
-}
+std::string describe(int packet, char const* what) { return "packet " + std::to_string(packet) + ": " + what; }
 
 long long readTimeStamp(unsigned char const* p) {
     return (static_cast<long long>(p[0] & 0x0E) << 29) | (static_cast<long long>(p[1]) << 22) |
@@ -30,9 +26,7 @@ TsPacketReader::TsPacketReader(std::string const& bytes) {
     if (bytes.size() % 188 != 0) m_errors.push_back("length is not whole packets");
     for (size_t at = 0; at + 188 <= bytes.size(); at += 188)
         parsePacket(reinterpret_cast<unsigned char const*>(bytes.data() + at));
-    std::vector<int> pids;
-    for (auto const& open : m_open) pids.push_back(open.first);
-    for (int pid : pids) finishPes(pid);
+    while (!m_open.empty()) finishPes(m_open.begin()->first);
 }
 
 std::vector<TsPacketReader::Pes> TsPacketReader::getPes(int pid) const {

@@ -34,7 +34,6 @@ public:
     Program const& getProgram() const { return m_program; }
     // PCR bases in ticks, in stream order.
     std::vector<long long> const& getPcrs() const { return m_pcrs; }
-    int getPacketCount() const { return m_nPackets; }
     int getTableCount() const { return m_nTables; }
 
     // CRC-32/MPEG-2, as PSI sections use it.

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
@@ -22,42 +21,41 @@ protected:
     FileLockConfigureParser m_parser;
 };
 
-TEST_F(FileLockConfigureTest, MissingFileOrKeyKeepsAQuarter) {
-    EXPECT_EQ(0, m_parser.parser());
-    EXPECT_DOUBLE_EQ(0.25, m_parser.getFileLockThreshold());
-    writeConfig("OtherKey=70\n");
-    EXPECT_EQ(1, m_parser.parser());
-    EXPECT_DOUBLE_EQ(0.25, m_parser.getFileLockThreshold());
+TEST_F(FileLockConfigureTest, ThresholdIsReadInPercentAndAMissingFileOrKeyKeepsAQuarter) {
+    struct Case {
+        char const* text;  // nullptr: no file
+        int nParsed;
+        double dThreshold;
+    };
+    for (Case const& c : {Case{nullptr, 0, 0.25}, Case{"OtherKey=70\n", 1, 0.25},
+                          Case{"FileLockThreshold=60\n", 1, 0.6}}) {
+        if (c.text != nullptr) writeConfig(c.text);
+        FileLockConfigureParser parser;
+        EXPECT_EQ(c.nParsed, parser.parser()) << (c.text ? c.text : "no file");
+        EXPECT_DOUBLE_EQ(c.dThreshold, parser.getFileLockThreshold());
+    }
 }
 
-TEST_F(FileLockConfigureTest, ThresholdIsReadInPercent) {
-    writeConfig("FileLockThreshold=60\n");
-    EXPECT_EQ(1, m_parser.parser());
-    EXPECT_DOUBLE_EQ(0.6, m_parser.getFileLockThreshold());
-}
-
-TEST_F(FileLockConfigureTest, UpdatePersistsAndLogsAndIsReadBack) {
+TEST_F(FileLockConfigureTest, UpdateCreatesOrRewritesTheFileKeepingOtherLinesAndLogs) {
+    auto readBack = [] {
+        FileLockConfigureParser again;
+        EXPECT_EQ(1, again.parser());
+        return again.getFileLockThreshold();
+    };
+    ASSERT_TRUE(m_parser.update(10));
+    EXPECT_DOUBLE_EQ(0.1, readBack());
     writeConfig("# kept\nFileLockThreshold=60\n");
     ASSERT_TRUE(m_parser.update(40));
     EXPECT_DOUBLE_EQ(0.4, m_parser.getFileLockThreshold());
+    EXPECT_DOUBLE_EQ(0.4, readBack());
     std::string stored = TempDir::readWhole(configFile());
     EXPECT_NE(std::string::npos, stored.find("FileLockThreshold=40"));
     EXPECT_NE(std::string::npos, stored.find("# kept"));
     EXPECT_NE(std::string::npos,
               TempDir::readWhole(m_root.root() + "/mnt/mtd/log/fileLockConfigure.log").find("update threshold : 40"));
-    FileLockConfigureParser again;
-    EXPECT_EQ(1, again.parser());
-    EXPECT_DOUBLE_EQ(0.4, again.getFileLockThreshold());
 }
 
-TEST_F(FileLockConfigureTest, UpdateWithoutAFileCreatesIt) {
-    ASSERT_TRUE(m_parser.update(10));
-    FileLockConfigureParser again;
-    EXPECT_EQ(1, again.parser());
-    EXPECT_DOUBLE_EQ(0.1, again.getFileLockThreshold());
-}
-
-TEST_F(FileLockConfigureTest, InitReadsTheThresholdAtStart) {
+TEST_F(FileLockConfigureTest, InitReadsTheThresholdAndUpdateSetsIt) {
     RecordLockInfoManager* locks = RecordLockInfoManager::getInstance();
     writeConfig("FileLockThreshold=60\n");
     EXPECT_EQ(1, locks->init());
@@ -65,6 +63,8 @@ TEST_F(FileLockConfigureTest, InitReadsTheThresholdAtStart) {
     std::filesystem::remove(configFile());
     EXPECT_EQ(0, locks->init());  // no file: reported, the threshold stays
     EXPECT_DOUBLE_EQ(0.6, locks->getThreshold());
+    ASSERT_TRUE(locks->updateThreshold(90));
+    EXPECT_DOUBLE_EQ(0.9, locks->getThreshold());
 }
 
 // The facade's answers are fixed, whatever was reported or is in the tree;
@@ -83,43 +83,25 @@ TEST_F(FileLockConfigureTest, FacadeAnswersAreFixedAndCleanEmptiesTheTree) {
     EXPECT_EQ(0, lockFileNum);
     EXPECT_EQ(2, deletedStatus);
     EXPECT_EQ(0, locks->isOverThreshold());
-    ASSERT_TRUE(locks->updateThreshold(90));
-    EXPECT_DOUBLE_EQ(0.9, locks->getThreshold());
-    EXPECT_EQ(0, locks->isOverThreshold());
     EXPECT_LE(1, locks->getRecordDirLockInfoSize());
     locks->clean();
     EXPECT_EQ(0, locks->getRecordDirLockInfoSize());
-    EXPECT_EQ(5, tree->getLockFileNum());  // still held here
 }
 
-TEST(RecordDeviceLockInfoTest, DatesAreMadeBySettersAndUnknownOnesReadAsNothing) {
+TEST(RecordDeviceLockInfoTest, ADateMadeByOneSetterReadsTheOtherAsNothing) {
     RecordDeviceLockInfo device("NVR_1.2.3.4_1");
-    EXPECT_TRUE(device.equals("NVR_1.2.3.4_1"));
-    EXPECT_FALSE(device.equals("NVR_1.2.3.4_2"));
     EXPECT_EQ(0, device.getLockFileNum("2024-01-01"));
     EXPECT_EQ(2, device.getDeletedStatus("2024-01-01"));
-    int num = -1;
-    int status = -1;
-    EXPECT_EQ(0, device.getLockInfo("2024-01-01", num, status));
-    EXPECT_EQ(-1, num);  // untouched
-    EXPECT_EQ(-1, status);
-    device.setLockFileNum("2024-01-01", 3);  // status not given: unknown
-    device.setDeletedStatus("2024-01-02", 0);  // files not given: none
-    EXPECT_EQ(2, device.getRecordDateLockListSize());
+    device.setLockFileNum("2024-01-01", 3);
+    device.setDeletedStatus("2024-01-02", 0);
+    EXPECT_EQ(3, device.getLockFileNum("2024-01-01"));
     EXPECT_EQ(2, device.getDeletedStatus("2024-01-01"));
     EXPECT_EQ(0, device.getLockFileNum("2024-01-02"));
-    device.setLockInfo("2024-01-02", 4, 1);
-    ASSERT_EQ(1, device.getLockInfo("2024-01-02", num, status));
-    EXPECT_EQ(4, num);
-    EXPECT_EQ(1, status);
-    EXPECT_EQ(7, device.getLockFileNum());
-    EXPECT_EQ(1, device.rmRecordDateLockInfo("2024-01-01"));
-    EXPECT_EQ(0, device.rmRecordDateLockInfo("2024-01-01"));
-    EXPECT_EQ(1, device.getRecordDateLockListSize());
-    EXPECT_EQ(4, device.getLockFileNum());
 }
 
-TEST(RecordDirLockInfoTest, ChannelsAreMadeOnlyByAnUpdateOfTheirCounts) {
+// Channels are made only by an update of their counts; what is not known
+// answers 0 and leaves the caller's values alone.
+TEST(RecordDirLockInfoTest, ChannelsAreMadeOnlyByAnUpdateOfTheirCountsAndCountsAddUp) {
     RecordDirInfoEx dir;
     dir.setRecordRootDir("/hd1");
     RecordDirLockInfo info(dir);
@@ -132,28 +114,31 @@ TEST(RecordDirLockInfoTest, ChannelsAreMadeOnlyByAnUpdateOfTheirCounts) {
     EXPECT_FALSE(info.equals(other));
 
     int num = -1;
-    int status = 2;
+    int status = -1;
     EXPECT_EQ(0, info.getRecordLockInfo("A_1_1", "2024-01-01", num, status));
-    EXPECT_EQ(-1, num);
-    EXPECT_EQ(2, status);  // a channel not known leaves the status at 2
     EXPECT_EQ(0, info.updateRecordDeviceDeleteStatus("A_1_1", "2024-01-01", 0));
     EXPECT_EQ(0, info.getRecordDeviceLockListSize());
 
     info.updateRecordDeviceLockInfo("A_1_1", "2024-01-01", 3, 0);
-    info.updateRecordDeviceLockInfo("A_1_1", "2024-01-02", 4, 0);
     info.updateRecordDeviceLockInfo("B_1_2", "2024-01-01", 5, 0);
     info.updateRecordDeviceLockInfo("A_1_1", "2024-01-01", 6, 0);  // replaces
-    EXPECT_EQ(2, info.getRecordDeviceLockListSize());
-    EXPECT_EQ(15, info.getLockFileNum());
+    EXPECT_EQ(0, info.getRecordLockInfo("A_1_1", "2024-01-02", num, status));
+    EXPECT_EQ(-1, num);
+    EXPECT_EQ(-1, status);
     EXPECT_EQ(1, info.updateRecordDeviceDeleteStatus("A_1_1", "2024-01-02", 1));
     ASSERT_EQ(1, info.getRecordLockInfo("A_1_1", "2024-01-02", num, status));
-    EXPECT_EQ(4, num);
+    EXPECT_EQ(0, num);
     EXPECT_EQ(1, status);
+    info.updateRecordDeviceLockInfo("A_1_1", "2024-01-02", 4, 0);
+    ASSERT_EQ(1, info.getRecordLockInfo("A_1_1", "2024-01-02", num, status));
+    EXPECT_EQ(4, num);
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(2, info.getRecordDeviceLockListSize());
+    EXPECT_EQ(15, info.getLockFileNum());
     EXPECT_EQ(1, info.rmRecordDeviceDateLockInfo("A_1_1", "2024-01-01"));
+    EXPECT_EQ(0, info.rmRecordDeviceDateLockInfo("A_1_1", "2024-01-01"));
     EXPECT_EQ(0, info.rmRecordDeviceDateLockInfo("C_1_1", "2024-01-01"));
     EXPECT_EQ(9, info.getLockFileNum());
-    info.setMaxFileNum(1200);
-    EXPECT_EQ(1200, info.getMaxFileNum());
 }
 
 }  // namespace
