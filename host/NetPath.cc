@@ -4,16 +4,6 @@
 
 namespace NS_NetPath {
 
-std::string normalise(std::string const& path) {
-    std::string out;
-    for (char c : path) {
-        if (c == '/' && !out.empty() && out.back() == '/') continue;
-        out += c;
-    }
-    while (out.size() > 1 && out.back() == '/') out.pop_back();
-    return out;
-}
-
 std::string flatten(std::string share) {
     while (!share.empty() && share.front() == '/') share.erase(0, 1);
     for (char& c : share)
@@ -37,18 +27,18 @@ bool NetPath::create(std::string const& path) {
         rest = rest.substr(slash + 1);
         slash = rest.find('/');
         share = rest.substr(0, slash);
-        if (slash != std::string::npos) sub = normalise(rest.substr(slash + 1));
+        if (slash != std::string::npos) sub = NetPath::normalise(rest.substr(slash + 1));
         while (!sub.empty() && sub.front() == '/') sub.erase(0, 1);
         if (server.empty() || share.empty()) return false;
     } else if (!path.empty() && path[0] == '/') {
-        mount = normalise(path);
+        mount = NetPath::normalise(path);
     } else {
         size_t colon = path.find(':');
         if (colon == std::string::npos || colon == 0 || colon + 1 >= path.size() ||
             path[colon + 1] != '/')
             return false;
         server = path.substr(0, colon);
-        share = normalise(path.substr(colon + 1));
+        share = NetPath::normalise(path.substr(colon + 1));
         if (share == "/") return false;
     }
     if (mount.empty()) mount = HostPaths::getRoot() + "/mnt/nas/" + server + "/" + flatten(share);
@@ -62,4 +52,14 @@ bool NetPath::create(std::string const& path) {
 std::string NetPath::toString() const {
     if (m_strSubPath.empty()) return m_strMountPath;
     return m_strMountPath + "/" + m_strSubPath;
+}
+
+std::string NetPath::normalise(std::string const& path) {
+    std::string out;
+    for (char c : path) {
+        if (c == '/' && !out.empty() && out.back() == '/') continue;
+        out += c;
+    }
+    while (out.size() > 1 && out.back() == '/') out.pop_back();
+    return out;
 }

@@ -24,6 +24,9 @@ public:
     // Mount path + "/" + sub path.
     std::string toString() const;
 
+    // `path` without repeated or trailing '/'.
+    static std::string normalise(std::string const& path);
+
 private:
     std::string m_strMountPath;
     std::string m_strServer;

@@ -8,21 +8,14 @@
 #include <filesystem>
 #include <thread>
 
+#include "host/NetPath.h"
+
 namespace {
 
 // Arms a counted fault `n` calls after `done`.
 int target(int done, int n) { return done + (n < 1 ? 1 : n); }
 
-// The path with doubled and trailing slashes removed.
-std::string clean(std::string const& path) {
-    std::string out;
-    for (char c : path) {
-        if (c == '/' && !out.empty() && out.back() == '/') continue;
-        out += c;
-    }
-    while (out.size() > 1 && out.back() == '/') out.pop_back();
-    return out;
-}
+std::string clean(std::string const& path) { return NetPath::normalise(path); }
 
 std::string folderOf(std::string const& path) {
     std::string cleaned = clean(path);
