@@ -27,21 +27,12 @@ int RecordFileIndexCreator::createIndexFile(SafePointer<RecordFileInfo>& file) {
     std::string target = RecordIndexFileParserEx::getIndexFileName(*file);
     if (m_pDiskManager == nullptr) return OV_RECORD_CREATE_INDEX_FAILED;
     if (m_pDiskManager->isFileExist(target.c_str()) == 1) return 0;
-    std::string deviceDir = file->getDeviceDir();
-    std::string dateDir = file->getDateDir();
-    if (!makeDir(deviceDir, m_strRootPath) || !makeDir(dateDir, deviceDir)) return OV_RECORD_CREATE_INDEX_FAILED;
+    // The device folder comes with it; each new folder is synced into its parent.
+    if (!m_pDiskManager->createDir(file->getDateDir().c_str())) return OV_RECORD_CREATE_INDEX_FAILED;
     bool made = !m_indexPool.isNull() ? m_indexPool->createIndexFile(target) == 1
                                       : m_pDiskManager->createFilledFile(target.c_str(), kIndexFileSize,
                                                                          IndexDirManager::kIndexFileFill) == 0;
     return made ? 0 : OV_RECORD_CREATE_INDEX_FAILED;
-}
-
-bool RecordFileIndexCreator::makeDir(std::string const& dir, std::string const& parent) {
-    if (m_pDiskManager->isDirExist(dir.c_str())) return true;
-    if (!m_pDiskManager->createDir(dir.c_str())) return false;
-    // A power cut that forgets the new folder would take the index file along.
-    m_pDiskManager->syncDir(parent.c_str());
-    return true;
 }
 
 std::string RecordFileIndexCreator::createRecordFileName(SafePointer<RecordFileInfo>& file) {

@@ -58,8 +58,6 @@ private:
     int needCreateNewFileIndex(SafePointer<RecordFileInfo>& file, bool forceNew, bool& isNew);
     void deleteOldFileIndex(RecordFileInfo const& last);
     int writeNewEntry(SafePointer<RecordFileInfo>& file, std::string const& name);
-    // Makes `dir` where missing and makes its entry in `parent` durable.
-    bool makeDir(std::string const& dir, std::string const& parent);
 
     RecordDirInfoEx m_dirInfo;
     IDiskManager* m_pDiskManager;  // process-lived, not owned

@@ -12,11 +12,6 @@ int const kVideo = 1;
 int const kAudio = 2;
 
 long long toTicks(long long microseconds) { return microseconds / 100 * 9; }
-
-bool tooLong(unsigned int length, int nLimit) {
-    unsigned long long const need = static_cast<unsigned long long>(length) + length / 10;
-    return nLimit <= 0 || need >= static_cast<unsigned long long>(nLimit);
-}
 }  // namespace NS_ESToTSPackager
 
 ESToTSPackager::ESToTSPackager()
@@ -50,7 +45,7 @@ void ESToTSPackager::setAudioEncoderType(EncoderType::ES_STREAM_TYPE type) {
 
 int ESToTSPackager::packet(AVData* frame, unsigned char* out, int nLimit) {
     using namespace NS_ESToTSPackager;
-    if (frame == nullptr || tooLong(frame->getDataLength(), nLimit)) return 0;
+    if (frame == nullptr || !fits(frame->getDataLength(), nLimit)) return 0;
     frame->setTimeStamp(toTicks(frame->getTimeStamp()));
     int packets = 0;
     if (frame->getESStreamType() == kVideo)
@@ -62,7 +57,7 @@ int ESToTSPackager::packet(AVData* frame, unsigned char* out, int nLimit) {
 
 int ESToTSPackager::packet(AVDataEX* frame, unsigned char* out, int nLimit) {
     using namespace NS_ESToTSPackager;
-    if (frame == nullptr || tooLong(frame->getDataLength(), nLimit)) return 0;
+    if (frame == nullptr || !fits(frame->getDataLength(), nLimit)) return 0;
     frame->setTimeStamp(toTicks(frame->getTimeStamp()));
     if (frame->getESStreamType() != kVideo) return 0;
     return m_pPackager->EStoTS_Packet(m_nVideoHandle, out, frame) * MPEG_TS::kTsPacketSize;

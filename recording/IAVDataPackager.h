@@ -23,6 +23,12 @@ public:
     // bytes written; 0 when nothing was packed.
     virtual int packet(AVData* frame, unsigned char* out, int nLimit) = 0;
     virtual int packet(AVDataEX* frame, unsigned char* out, int nLimit) = 0;
+
+    // Whether a frame of `length` bytes may be packed within nLimit: room for
+    // its bytes and a tenth more of packet overhead.
+    static bool fits(unsigned long long length, int nLimit) {
+        return nLimit > 0 && length + length / 10 < static_cast<unsigned long long>(nLimit);
+    }
 };
 
 #endif

@@ -307,7 +307,7 @@ int TSFrameQueue::pushRecordAVData(FrameRef const& frame) {
     // as nothing, such a frame would leave an empty block that reads as a
     // corrupt ring and costs the whole queue. It is refused here instead, as
     // one that finds no room, with the P frames that depend on it.
-    if (static_cast<long long>(frame.nLength) + frame.nLength / 10 >= kPackLimit) {
+    if (!IAVDataPackager::fits(frame.nLength, kPackLimit)) {
         m_bDiscardPFrame = true;
         increaseDropFrame(frame);
         return -2;

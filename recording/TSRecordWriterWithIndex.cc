@@ -1,7 +1,6 @@
 #include "recording/TSRecordWriterWithIndex.h"
 
 #include <cstdio>
-#include <map>
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "disk/RecordDirStateManager.h"
@@ -28,37 +27,6 @@ double now() {
 }
 
 bool printing() { return GlobalEnv::getInstance()->getPrintFlag(); }
-
-// The writer that set each device dir's recording mark last. A writer handed
-// to a close thread is closed after its session has opened the next file of
-// the same device dir: its close must not clear the mark the new file set.
-struct MarkOwners {
-    OVMutex mutex;
-    std::map<std::string, unsigned long long> owners;  // device dir -> token; guarded by mutex
-    unsigned long long nLastToken = 0;                 // guarded by mutex
-};
-
-MarkOwners& markOwners() {
-    static MarkOwners marks;
-    return marks;
-}
-
-unsigned long long addMark(std::string const& deviceDir, std::string const& date) {
-    MarkOwners& marks = markOwners();
-    OVMutexManager guard(&marks.mutex, __FILE__, __LINE__);
-    RecordingMarkManager::getInstance()->addMark(deviceDir, date);
-    marks.owners[deviceDir] = ++marks.nLastToken;
-    return marks.nLastToken;
-}
-
-void delMark(std::string const& deviceDir, unsigned long long token) {
-    MarkOwners& marks = markOwners();
-    OVMutexManager guard(&marks.mutex, __FILE__, __LINE__);
-    auto found = marks.owners.find(deviceDir);
-    if (found == marks.owners.end() || found->second != token) return;
-    marks.owners.erase(found);
-    RecordingMarkManager::getInstance()->delMark(deviceDir);
-}
 }  // namespace NS_TSRecordWriterWithIndex
 
 using namespace NS_TSRecordWriterWithIndex;
@@ -119,7 +87,10 @@ int TSRecordWriterWithIndex::open(SafePointer<RecordFileInfo> const& info, int& 
             m_recordFile->close();
             return OV_RECORD_OPEN_FILE_FAILED;
         }
-        if (file.getRecordStorageType() == 0) m_nMarkToken = addMark(file.getDeviceDirName(), file.getRecordDate());
+        if (file.getRecordStorageType() == 0) {
+            RecordingMarkManager::getInstance()->addMark(file.getDeviceDirName(), file.getRecordDate());
+            m_bMarked = true;
+        }
 
         m_nFileLength = fileLength;
         m_nMinTimeStamp = timeInterval == 0 ? beginTime : beginTime + 1 + timeInterval;
@@ -232,8 +203,10 @@ void TSRecordWriterWithIndex::giveUpFile() {
     // The next entry of the channel's day goes right behind what this one
     // has in the index file, so this writer must not write there again: the
     // entry stays as its last flush left it, unsealed as after a power cut,
-    // readable and never continued.
+    // readable and never continued. Its mark goes now, on the session's
+    // thread: the late close comes after the next file set the device's mark.
     m_bGivenUp = true;
+    clearRecordingMark();
 }
 
 void TSRecordWriterWithIndex::setUpdateFlag() {
@@ -246,8 +219,9 @@ void TSRecordWriterWithIndex::setUpdateFlag() {
 void TSRecordWriterWithIndex::writeLeftData() { m_indexWriter.writeLastTSIndex(); }
 
 void TSRecordWriterWithIndex::clearRecordingMark() {
-    if (!m_recordFileInfo.isNull() && m_recordFileInfo->getRecordStorageType() == 0)
-        delMark(m_recordFileInfo->getDeviceDirName(), m_nMarkToken);
+    if (!m_bMarked) return;
+    m_bMarked = false;
+    RecordingMarkManager::getInstance()->delMark(m_recordFileInfo->getDeviceDirName());
 }
 
 int TSRecordWriterWithIndex::getDirectIOoffset() {

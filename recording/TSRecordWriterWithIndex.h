@@ -70,7 +70,7 @@ private:
     int m_nFlushInterval = 60;
     std::atomic<bool> m_bUpdateFlag{false};  // set from other threads without the lock
     int m_nUsePercent = 100;
-    unsigned long long m_nMarkToken = 0;  // which of the device dir's marks is ours
+    bool m_bMarked = false;  // this file's recording mark is set; guarded by m_mutex
     OVMutex m_mutex;
 };
 

@@ -23,9 +23,7 @@ int TSRecordWriterWithoutIndex::open(SafePointer<RecordFileInfo> const& info, in
     IDiskManager* disk = DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat());
     size_t slash = m_strFileName.rfind('/');
     std::string folder = slash == std::string::npos ? m_strFileName : m_strFileName.substr(0, slash);
-    if (disk == nullptr) return OV_RECORD_OPEN_FILE_FAILED;
-    bool const newFolder = disk->isDirExist(folder.c_str()) == 0;
-    if (!disk->createDir(folder.c_str())) return OV_RECORD_OPEN_FILE_FAILED;
+    if (disk == nullptr || !disk->createDir(folder.c_str())) return OV_RECORD_OPEN_FILE_FAILED;
 
     OVDateTime local;
     OrvaneTime::getStructTime(local, static_cast<unsigned long>(beginTime));
@@ -34,8 +32,6 @@ int TSRecordWriterWithoutIndex::open(SafePointer<RecordFileInfo> const& info, in
     if (!m_recordFile->open(m_strFileName.c_str(), 2)) return OV_RECORD_OPEN_FILE_FAILED;
     // A file that grows as it is written is all there is of this recording:
     // its name must outlive a power cut as its flushed bytes do.
-    size_t const up = folder.rfind('/');
-    if (newFolder && up != std::string::npos && up > 0) disk->syncDir(folder.substr(0, up).c_str());
     if (newFile && !disk->syncDir(folder.c_str()))
         Logger::writeLog("RecordIOError", "record file folder not synced", __FILE__, __LINE__);
     m_nFileLength = static_cast<int>(m_recordFile->getLength());
