@@ -15,13 +15,13 @@
 RecordIndexFileItemParserEx::~RecordIndexFileItemParserEx() { delete[] m_pszIndexFileHeader; }
 
 void RecordIndexFileItemParserEx::resetFields() {
-    m_strFileName.clear();
-    m_nDst = 0;
-    m_nTimeZone = 0;
-    m_nBeginTime = 0;
-    m_nWidth = 0;
-    m_nHeight = 0;
-    m_nEncodeType = 0;
+    m_head.strFileName.clear();
+    m_head.nDst = 0;
+    m_head.nTimeZone = 0;
+    m_head.nBeginTime = 0;
+    m_head.nWidth = 0;
+    m_head.nHeight = 0;
+    m_head.nEncodeType = 0;
     m_nHeadCrcLen = 0;
 }
 
@@ -69,17 +69,8 @@ int RecordIndexFileItemParserEx::setIndexHeadInfo(char* p, int nHeadLength) {
 }
 
 int RecordIndexFileItemParserEx::parseFileInfo() {
-    // The head keeps its own index version: the one read from the raw bytes
-    // is the one the position scan went by.
-    if (!RecordIndexCodec::decodeFilteredHead(m_pszIndexFileHeader, m_nHeaderLen, m_head)) return 0;
-    m_strFileName = m_head.strFileName;
-    m_nTimeZone = m_head.nTimeZone;
-    m_nDst = m_head.nDst;
-    m_nBeginTime = m_head.nBeginTime;
-    m_nWidth = m_head.nWidth;
-    m_nHeight = m_head.nHeight;
-    m_nEncodeType = m_head.nEncodeType;
-    return 1;
+    // A head that does not decode leaves the fields as they were.
+    return RecordIndexCodec::decodeFilteredHead(m_pszIndexFileHeader, m_nHeaderLen, m_head) ? 1 : 0;
 }
 
 IRecordIndexInfoParser* RecordIndexFileItemParserEx::initRecordIndexInfoParser() {
@@ -88,7 +79,7 @@ IRecordIndexInfoParser* RecordIndexFileItemParserEx::initRecordIndexInfoParser()
     if (m_nIndexVersion == RecordIndexCodec::kIndexVersion1) parser = &m_parserV1;
     if (m_nIndexVersion == RecordIndexCodec::kIndexVersion2) parser = &m_parserV2;
     parser->setIndexInfo(m_pszIndexFileInfo + m_nIndexHeaderLen,
-                         m_nIndexFileInfoLen - m_nIndexHeaderLen, m_nBeginTime);
+                         m_nIndexFileInfoLen - m_nIndexHeaderLen, m_head.nBeginTime);
     return parser;
 }
 
@@ -98,13 +89,13 @@ int RecordIndexFileItemParserEx::getRecordFileTimeInterval() {
 }
 
 int RecordIndexFileItemParserEx::getRecordTimeSegment(SingleDeviceRecordQuery* query) {
-    if (query != nullptr) query->updataVideoEncoderType(m_nEncodeType);
+    if (query != nullptr) query->updataVideoEncoderType(m_head.nEncodeType);
     IRecordIndexInfoParser* parser = initRecordIndexInfoParser();
     return parser == nullptr ? 1 : parser->getRecordTimeSegment(query);
 }
 
 int RecordIndexFileItemParserEx::queryRecordWithDataLen(SingleDeviceRecordQuery* query) {
-    if (query != nullptr) query->updataVideoEncoderType(m_nEncodeType);
+    if (query != nullptr) query->updataVideoEncoderType(m_head.nEncodeType);
     IRecordIndexInfoParser* parser = initRecordIndexInfoParser();
     return parser == nullptr ? 1 : parser->queryRecordWithDataLen(query);
 }
@@ -127,10 +118,10 @@ int RecordIndexFileItemParserEx::getRecordIFrameIndexList(RecordIndexCache& cach
 }
 
 int RecordIndexFileItemParserEx::getRecordFileIndexNodeInfoList(RecordFileIndexNodeInfo& nodeInfo) {
-    nodeInfo.setFileBeginTime(m_nBeginTime);
-    nodeInfo.setImageWidth(m_nWidth);
-    nodeInfo.setImageHeight(m_nHeight);
-    nodeInfo.setEncodeType(m_nEncodeType);
+    nodeInfo.setFileBeginTime(m_head.nBeginTime);
+    nodeInfo.setImageWidth(m_head.nWidth);
+    nodeInfo.setImageHeight(m_head.nHeight);
+    nodeInfo.setEncodeType(m_head.nEncodeType);
     IRecordIndexInfoParser* parser = initRecordIndexInfoParser();
     return parser == nullptr ? 0 : parser->getRecordFileIndexNodeInfoList(nodeInfo);
 }

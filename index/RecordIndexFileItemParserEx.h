@@ -41,13 +41,13 @@ public:
     // them (the fields are then left as they were).
     int parseFileInfo();
 
-    std::string const& getFileName() const { return m_strFileName; }
-    long long getBeginTime() const { return m_nBeginTime; }
-    int getAVWidth() const { return m_nWidth; }
-    int getAVHeight() const { return m_nHeight; }
-    int getEncodeType() const { return m_nEncodeType; }
-    int getTimeZone() const { return m_nTimeZone; }
-    int getDst() const { return m_nDst; }
+    std::string const& getFileName() const { return m_head.strFileName; }
+    long long getBeginTime() const { return m_head.nBeginTime; }
+    int getAVWidth() const { return m_head.nWidth; }
+    int getAVHeight() const { return m_head.nHeight; }
+    int getEncodeType() const { return m_head.nEncodeType; }
+    int getTimeZone() const { return m_head.nTimeZone; }
+    int getDst() const { return m_head.nDst; }
     int getIndexVersion() const { return m_nIndexVersion; }
     int getIndexHeaderLen() const { return m_nIndexHeaderLen; }
     int getIndexFileInfoLen() const { return m_nIndexFileInfoLen; }
@@ -91,16 +91,11 @@ private:
     int m_nHeaderLen = 0;                  // of the unescaped copy
     int m_nIndexHeaderLen = 0;             // raw
     int m_nIndexFileInfoLen = 0;
-    std::string m_strFileName;
-    int m_nDst = 0;
-    int m_nTimeZone = 0;
-    long long m_nBeginTime = 0;
-    int m_nWidth = 0;
-    int m_nHeight = 0;
-    int m_nEncodeType = 0;
     int m_nIndexVersion = 0;
     int m_nHeadCrcLen = 0;
-    RecordIndexCodec::HeadInfo m_head;  // scratch of parseFileInfo; keeps its string's room
+    // The parsed head. Its index version is not used: the one read from the
+    // raw bytes (m_nIndexVersion) is the one the position scan went by.
+    RecordIndexCodec::HeadInfo m_head;
 
     RecordIndexInfoParserV1 m_parserV1;
     RecordIndexInfoParserV2 m_parserV2;
