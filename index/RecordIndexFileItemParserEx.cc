@@ -15,13 +15,7 @@
 RecordIndexFileItemParserEx::~RecordIndexFileItemParserEx() { delete[] m_pszIndexFileHeader; }
 
 void RecordIndexFileItemParserEx::resetFields() {
-    m_head.strFileName.clear();
-    m_head.nDst = 0;
-    m_head.nTimeZone = 0;
-    m_head.nBeginTime = 0;
-    m_head.nWidth = 0;
-    m_head.nHeight = 0;
-    m_head.nEncodeType = 0;
+    m_head = RecordIndexCodec::HeadInfo();
     m_nHeadCrcLen = 0;
 }
 
