@@ -32,8 +32,8 @@ int PlainRecordDir::getRecordDirSpaceInfo(RecordDirSpaceInfo& space) {
     return 1;
 }
 
-// Every file or folder made here is followed by a sync of the folder that
-// holds it, before an index entry names it: a power cut cannot leave an index
+// Every file or folder made here is synced into its folder (the disk manager
+// does it) before an index entry names it: a power cut cannot leave an index
 // pointing at a file that the folder forgot.
 int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
     if (!isWritable()) return OV_RECORD_DIR_NOT_WRITABLE;
@@ -41,14 +41,11 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
     IDiskManager* disk = DiskManagerFactory::getDiskManager(info.getDiskType(), info.getFileSystemFormat());
     if (disk == nullptr) return OV_RECORD_HD_NO_FILE;
     file->setRecordDirInfoEx(info);
-    std::string dateDir = file->getDateDir();
     RecordFileIndexCreator creator(info);
     if (creator.createIndexFile(file) != 0) {
         writeLog("createFile: index file failed", __LINE__);
         return OV_RECORD_CREATE_INDEX_FAILED;
     }
-    // New folders are synced as they are made; a new index file is covered
-    // by the sync that follows the new record file in the same folder.
     if (!m_requests.isRequestNewFile(file->getRecordDeviceInfo()) && creator.togetherRecordFile(file) == 0) return 0;
 
     // Numbers are never reused: skip any name a file already holds.
@@ -57,7 +54,7 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
         file->setRecordFileName(file->createFileName());
         if (disk->isFileExist(file->createRecordFileName().c_str()) != 1) break;
     }
-    if (disk->createEmptyFile(file->createRecordFileName().c_str()) == 0 || !disk->syncDir(dateDir.c_str())) {
+    if (disk->createEmptyFile(file->createRecordFileName().c_str()) == 0) {
         writeLog("createFile: record file failed", __LINE__);
         return OV_RECORD_HD_NO_FILE;
     }

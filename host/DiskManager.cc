@@ -148,7 +148,9 @@ int DiskManager::createEmptyFile(char const* path) {
     int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0) return 0;
     ::close(fd);
-    return 1;
+    // Record files and lock markers: a name the folder forgot at a power cut
+    // would take an index entry or a date's locks with it.
+    return syncDir(NS_DiskManager::folderOf(path).c_str()) ? 1 : 0;
 }
 
 int DiskManager::removeDir(char const* path) {

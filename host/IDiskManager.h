@@ -33,7 +33,8 @@ public:
     virtual int renameFile(char const* from, char const* to) = 0;
     // Removes a file; true on success.
     virtual bool deleteFile(char const* path) = 0;
-    // Creates an empty file, truncating one that exists; non-zero on success.
+    // Creates an empty file, truncating one that exists, and syncs its
+    // folder; non-zero on success.
     virtual int createEmptyFile(char const* path) = 0;
     // Removes an empty folder; non-zero on success.
     virtual int removeDir(char const* path) = 0;

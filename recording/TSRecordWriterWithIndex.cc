@@ -69,17 +69,11 @@ int TSRecordWriterWithIndex::open(SafePointer<RecordFileInfo> const& info, int& 
         nTimeLength = m_indexWriter.getRecordTimeLength();
 
         int mode = m_nDiskType == DiskKind::kNas ? 2 : 4;
-        bool existed = disk->isFileExist(fileName.c_str()) == 1;
         if (!m_recordFile->open(fileName.c_str(), mode)) {
             if (disk->isFileExist(fileName.c_str()) != 1) deleteFile();
             m_indexWriter.close();
             return OV_RECORD_OPEN_FILE_FAILED;
         }
-        // A file this open made must outlive a power cut before any index
-        // item names its bytes. A folder that cannot be synced is no reason
-        // to stop recording: the directory finds out soon enough.
-        if (!existed && !disk->syncDir(folder.c_str()))
-            Logger::writeLog("RecordIOError", "record file folder not synced", __FILE__, __LINE__);
         // Bytes behind the indexed length are not valid data: they are
         // overwritten, so a power cut costs nothing but what was not indexed.
         if (!m_recordFile->seek(fileLength, SEEK_SET)) {

@@ -10,6 +10,8 @@ bool exists(char const* path) {
     struct stat info {};
     return path != nullptr && ::stat(path, &info) == 0;
 }
+
+std::string folderOf(std::string const& path) { return path.substr(0, path.find_last_of('/')); }
 }  // namespace
 
 FaultInjectingDiskManager::FaultInjectingDiskManager(std::shared_ptr<FaultPlan> plan)
@@ -57,6 +59,8 @@ int FaultInjectingDiskManager::createEmptyFile(char const* path) {
     bool existed = exists(path);
     int result = m_real.createEmptyFile(path);
     if (result != 0 && !existed) m_pPlan->noteCreated(path, false);
+    // The real one syncs the file's folder itself.
+    if (result != 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;
 }
 
@@ -79,7 +83,7 @@ int FaultInjectingDiskManager::createDir(char const* path) {
         // The real one syncs each new level into its parent.
         for (std::string const& level : made) {
             m_pPlan->noteCreated(level, true);
-            m_pPlan->noteFolderSynced(level.substr(0, level.find_last_of('/')));
+            m_pPlan->noteFolderSynced(folderOf(level));
         }
     }
     return result;
@@ -110,10 +114,7 @@ int FaultInjectingDiskManager::createFilledFile(char const* path, long long size
     int result = m_real.createFilledFile(path, size, fill);
     if (result == 0 && !existed) m_pPlan->noteCreated(path, false);
     // The real one syncs the file's folder itself.
-    if (result == 0) {
-        std::string folder = path;
-        m_pPlan->noteFolderSynced(folder.substr(0, folder.find_last_of('/')));
-    }
+    if (result == 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;
 }
 
