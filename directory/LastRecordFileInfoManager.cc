@@ -56,13 +56,13 @@ bool LastRecordFileInfoManager::getRecordValidLength(SafePointer<RecordFileInfo>
     return true;
 }
 
-bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInfo> const& file,
-                                                       SafePointer<LastRecordFileInfo>* unheld) {
+SafePointer<LastRecordFileInfo> LastRecordFileInfoManager::initLastRecordFileInfo(
+    SafePointer<RecordFileInfo> const& file) {
     RecordDirInfoEx dir = file->getRecordDirInfoEx();
     std::string deviceDir = file->getDeviceDirName();
     RecordIndexFileParserEx parser;
     if (parser.open(dir, file->getRecordDate(), deviceDir, file->getRecordStorageType(), 0) != 1)
-        return false;
+        return SafePointer<LastRecordFileInfo>();
     int length = 0;
     char* image = parser.getIndexInfo(length);
     RecordIndexParserImplEx entries;
@@ -74,7 +74,7 @@ bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInf
     bool closed = false;
     if (entries.getRecordFileLenAndTimeLen(dataLength, timeLength, interval, end, closed) != 1) {
         parser.close();
-        return false;
+        return SafePointer<LastRecordFileInfo>();
     }
     SafePointer<LastRecordFileInfo> entry(new LastRecordFileInfo());
     bool held = true;
@@ -102,17 +102,13 @@ bool LastRecordFileInfoManager::initLastRecordFileInfo(SafePointer<RecordFileInf
     // Kept without its bytes, the entry would take the items of the next run
     // for a whole entry and lose track of where it ends: an entry too long
     // for memory is read from the disk on each miss instead.
-    if (held) {
-        insertLastRecordFileInfo(entry);
-    } else if (unheld != nullptr) {
-        *unheld = entry;
-    }
+    if (held) insertLastRecordFileInfo(entry);
     char text[512];
     std::snprintf(text, sizeof(text), "initLastRecordFileInfo, Dir[%s], Date[%s], Device[%s]",
                   dir.getRecordRootDir().c_str(), file->getRecordDate().c_str(), deviceDir.c_str());
     NS_LastRecordFileInfoManager::writeLog(kTag, text);
     parser.close();
-    return true;
+    return entry;
 }
 
 void LastRecordFileInfoManager::setLastRecordFileInfo(SafePointer<RecordFileInfo> const& file, int version,

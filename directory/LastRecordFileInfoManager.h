@@ -22,11 +22,10 @@ public:
     bool getOldFileIndex(SafePointer<RecordFileInfo>& file, int& version);
     bool getRecordValidLength(SafePointer<RecordFileInfo> const& file, int& dataLength, int& timeLength,
                               int& timeInterval, int& endPos, bool& closed);
-    // Fills the channel's entry from the day's index file on disk. An entry
-    // whose bytes don't fit in memory is not kept; `unheld`, if given, then
-    // receives it for the caller alone. False when the index can't be read.
-    bool initLastRecordFileInfo(SafePointer<RecordFileInfo> const& file,
-                                SafePointer<LastRecordFileInfo>* unheld = nullptr);
+    // Reads the channel's entry from the day's index file on disk and keeps
+    // it, unless its bytes don't fit in memory. Answers the entry read, kept
+    // or not, for the caller's thread; null when the index can't be read.
+    SafePointer<LastRecordFileInfo> initLastRecordFileInfo(SafePointer<RecordFileInfo> const& file);
 
     // A new entry's head was written at entryBegin of the index file.
     void setLastRecordFileInfo(SafePointer<RecordFileInfo> const& file, int version, char const* data,

@@ -90,18 +90,15 @@ bool RecordFileIndexCreator::getOldFileIndex(SafePointer<RecordFileInfo>& scratc
     int end = -1;
     version = -1;
     closed = false;
-    if (!memory->getOldFileIndex(scratch, version)) {
-        SafePointer<LastRecordFileInfo> unheld;
-        if (!memory->initLastRecordFileInfo(scratch, &unheld)) return false;
-        if (!unheld.isNull()) {
-            // Too long for memory: the file is still joined, from what the disk says.
-            unheld->getRecordFileInfo(*scratch, version);
-            unheld->getRecordValidLength(dataLength, timeLength, interval, end, closed);
-            return true;
-        }
-        if (!memory->getOldFileIndex(scratch, version)) return false;
+    if (memory->getOldFileIndex(scratch, version)) {
+        memory->getRecordValidLength(scratch, dataLength, timeLength, interval, end, closed);
+        return true;
     }
-    memory->getRecordValidLength(scratch, dataLength, timeLength, interval, end, closed);
+    // Read from the disk; an entry too long for memory is joined all the same.
+    SafePointer<LastRecordFileInfo> entry = memory->initLastRecordFileInfo(scratch);
+    if (entry.isNull()) return false;
+    entry->getRecordFileInfo(*scratch, version);
+    entry->getRecordValidLength(dataLength, timeLength, interval, end, closed);
     return true;
 }
 

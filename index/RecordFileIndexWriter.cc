@@ -59,11 +59,9 @@ bool RecordFileIndexWriter::getRecordValidLength(SafePointer<RecordFileInfo> con
     LastRecordFileInfoManager* memory = LastRecordFileInfoManager::getInstance();
     if (memory->getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed))
         return true;
-    SafePointer<LastRecordFileInfo> unheld;
-    if (!memory->initLastRecordFileInfo(file, &unheld)) return false;
-    if (!unheld.isNull())
-        return unheld->getRecordValidLength(dataLength, timeLength, timeInterval, endPos, closed) == 1;
-    return memory->getRecordValidLength(file, dataLength, timeLength, timeInterval, endPos, closed);
+    SafePointer<LastRecordFileInfo> entry = memory->initLastRecordFileInfo(file);
+    return !entry.isNull() &&
+           entry->getRecordValidLength(dataLength, timeLength, timeInterval, endPos, closed) == 1;
 }
 
 int RecordFileIndexWriter::open(SafePointer<RecordFileInfo> const& file, bool newEntry) {
