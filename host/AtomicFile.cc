@@ -5,6 +5,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include "host/DiskManager.h"
+
 namespace NS_AtomicFile {
 
 bool writeAll(int fd, std::string const& bytes) {
@@ -21,15 +23,6 @@ bool writeAll(int fd, std::string const& bytes) {
     return true;
 }
 
-void syncFolderOf(std::string const& path) {
-    size_t slash = path.rfind('/');
-    std::string folder = slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
-    int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return;
-    ::fsync(fd);
-    ::close(fd);
-}
-
 }  // namespace NS_AtomicFile
 
 bool AtomicFile::write(std::string const& path, std::string const& bytes) {
@@ -44,7 +37,7 @@ bool AtomicFile::write(std::string const& path, std::string const& bytes) {
         ::unlink(temp.c_str());
         return false;
     }
-    NS_AtomicFile::syncFolderOf(path);
+    DiskManager::syncParentOf(path.c_str());
     return true;
 }
 

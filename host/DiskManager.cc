@@ -79,11 +79,12 @@ bool writeFill(int fd, long long size, unsigned char fill) {
     return true;
 }
 
-std::string folderOf(char const* path) {
-    std::string full(path);
-    size_t slash = full.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : full.substr(0, slash);
+bool syncFolder(char const* path) {
+    int fd = ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return false;
+    bool ok = ::fsync(fd) == 0;
+    ::close(fd);
+    return ok;
 }
 
 }  // namespace NS_DiskManager
@@ -150,7 +151,7 @@ int DiskManager::createEmptyFile(char const* path) {
     ::close(fd);
     // Record files and lock markers: a name the folder forgot at a power cut
     // would take an index entry or a date's locks with it.
-    return syncDir(NS_DiskManager::folderOf(path).c_str()) ? 1 : 0;
+    return syncParentOf(path) ? 1 : 0;
 }
 
 int DiskManager::removeDir(char const* path) {
@@ -168,7 +169,7 @@ int DiskManager::createDir(char const* path) {
         if (::mkdir(part.c_str(), 0755) == 0) {
             // A folder made here is part of the record tree: its entry must
             // outlive a power cut before any file in it is written.
-            if (!syncDir(NS_DiskManager::folderOf(part.c_str()).c_str())) return 0;
+            if (!syncParentOf(part.c_str())) return 0;
         } else if (errno != EEXIST) {
             return 0;
         }
@@ -202,6 +203,7 @@ int DiskManager::createSizedFile(char const* path, long long size, int) {
         ::unlink(path);
         return -1;
     }
+    syncParentOf(path);
     return 0;
 }
 
@@ -222,15 +224,16 @@ int DiskManager::createFilledFile(char const* path, long long size, unsigned cha
         ::unlink(path);
         return -1;
     }
-    syncDir(NS_DiskManager::folderOf(path).c_str());
+    syncParentOf(path);
     return 0;
 }
 
-bool DiskManager::syncDir(char const* path) {
+bool DiskManager::syncDir(char const* path) { return path != nullptr && NS_DiskManager::syncFolder(path); }
+
+bool DiskManager::syncParentOf(char const* path) {
     if (path == nullptr) return false;
-    int fd = ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return false;
-    bool ok = ::fsync(fd) == 0;
-    ::close(fd);
-    return ok;
+    std::string full(path);
+    size_t slash = full.rfind('/');
+    std::string folder = slash == std::string::npos ? "." : (slash == 0 ? "/" : full.substr(0, slash));
+    return NS_DiskManager::syncFolder(folder.c_str());
 }

@@ -24,6 +24,10 @@ public:
     int createFilledFile(char const* path, long long size, unsigned char fill) override;
     bool syncDir(char const* path) override;
 
+    // Syncs the folder that holds `path`, so that its entry outlives a power
+    // cut. true on success.
+    static bool syncParentOf(char const* path);
+
     // Removes a file; with `recursive` also a folder and everything below it
     // (symbolic links are removed, never followed). true on success.
     bool deleteFile(char const* path, bool recursive);

@@ -44,8 +44,8 @@ public:
     // 1 if something exists at `path`, else 0.
     virtual int isFileExist(char const* path) = 0;
     // A file of exactly `size` bytes whose blocks are really allocated
-    // (posix_fallocate, else zeros written), synced; a file already there is
-    // replaced. `flag` is unused.
+    // (posix_fallocate, else zeros written), synced with its folder; a file
+    // already there is replaced. `flag` is unused.
     // 0 on success; on failure negative, and no partial file is left.
     virtual int createSizedFile(char const* path, long long size, int flag) = 0;
     // Non-zero if `path` is a folder, 0 if missing or not a folder.

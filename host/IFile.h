@@ -10,6 +10,7 @@
 //   2  read-write; created if missing, never truncated
 //   4  read-write; created if missing, never truncated (the local-disk mode,
 //      plain buffered I/O)
+// A file that open creates is synced into its folder.
 class IFile {
 public:
     static constexpr int kModeRead = 1;

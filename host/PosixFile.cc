@@ -6,6 +6,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include "host/DiskManager.h"
+
 static_assert(sizeof(off_t) == 8, "record files need 64-bit offsets (_FILE_OFFSET_BITS=64)");
 
 PosixFile::~PosixFile() { close(); }
@@ -21,6 +23,8 @@ bool PosixFile::open(char const* name, int mode) {
     } else {
         return false;
     }
+    struct stat info {};
+    bool const created = (flags & O_CREAT) != 0 && ::stat(name, &info) != 0;
     int fd;
     do {
         fd = ::open(name, flags, 0644);
@@ -28,6 +32,10 @@ bool PosixFile::open(char const* name, int mode) {
     if (fd < 0) return false;
     m_nFd = fd;
     m_strName = name;
+    // A file made here must outlive a power cut before anything names it. A
+    // folder that cannot be synced is no reason to refuse the file: the disk's
+    // own checks find out soon enough.
+    if (created) DiskManager::syncParentOf(name);
     return true;
 }
 

@@ -6,7 +6,6 @@
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
 #include "host/FileFactory.h"
-#include "host/Logger.h"
 #include "host/OVDateTime.h"
 #include "host/OVTime.h"
 #include "host/OrvaneTime.h"
@@ -28,12 +27,7 @@ int TSRecordWriterWithoutIndex::open(SafePointer<RecordFileInfo> const& info, in
     OVDateTime local;
     OrvaneTime::getStructTime(local, static_cast<unsigned long>(beginTime));
     m_nFileEndTime = beginTime + 86400 - 3600 * local.hour - 60 * local.minute - local.second;
-    bool const newFile = disk->isFileExist(m_strFileName.c_str()) == 0;
     if (!m_recordFile->open(m_strFileName.c_str(), 2)) return OV_RECORD_OPEN_FILE_FAILED;
-    // A file that grows as it is written is all there is of this recording:
-    // its name must outlive a power cut as its flushed bytes do.
-    if (newFile && !disk->syncDir(folder.c_str()))
-        Logger::writeLog("RecordIOError", "record file folder not synced", __FILE__, __LINE__);
     m_nFileLength = static_cast<int>(m_recordFile->getLength());
     m_recordFile->seek(m_nFileLength, SEEK_SET);
     m_bWaitIFrame = true;

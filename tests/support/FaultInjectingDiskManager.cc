@@ -14,6 +14,8 @@ bool exists(char const* path) {
 std::string folderOf(std::string const& path) { return path.substr(0, path.find_last_of('/')); }
 }  // namespace
 
+// The real disk manager syncs every file and folder it makes into its parent;
+// what such a sync makes durable (renames in that folder too) is noted.
 FaultInjectingDiskManager::FaultInjectingDiskManager(std::shared_ptr<FaultPlan> plan)
     : m_pPlan(std::move(plan)) {}
 
@@ -56,10 +58,7 @@ bool FaultInjectingDiskManager::deleteFile(char const* path) {
 
 int FaultInjectingDiskManager::createEmptyFile(char const* path) {
     if (m_pPlan->diskOpFails("createEmptyFile")) return 0;
-    bool existed = exists(path);
     int result = m_real.createEmptyFile(path);
-    if (result != 0 && !existed) m_pPlan->noteCreated(path, false);
-    // The real one syncs the file's folder itself.
     if (result != 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;
 }
@@ -71,21 +70,15 @@ int FaultInjectingDiskManager::removeDir(char const* path) {
 
 int FaultInjectingDiskManager::createDir(char const* path) {
     if (m_pPlan->diskOpFails("createDir")) return 0;
-    // Every level mkdir -p makes is a new folder entry, outermost first.
-    std::vector<std::string> made;
+    std::vector<std::string> made;  // each level mkdir -p makes, and syncs into its parent
     for (std::string level = path == nullptr ? "" : path; !level.empty() && !exists(level.c_str());) {
-        made.insert(made.begin(), level);
+        made.push_back(level);
         size_t slash = level.find_last_of('/');
         level = slash == std::string::npos || slash == 0 ? "" : level.substr(0, slash);
     }
     int result = m_real.createDir(path);
-    if (result != 0) {
-        // The real one syncs each new level into its parent.
-        for (std::string const& level : made) {
-            m_pPlan->noteCreated(level, true);
-            m_pPlan->noteFolderSynced(folderOf(level));
-        }
-    }
+    if (result != 0)
+        for (std::string const& level : made) m_pPlan->noteFolderSynced(folderOf(level));
     return result;
 }
 
@@ -96,9 +89,8 @@ int FaultInjectingDiskManager::isFileExist(char const* path) {
 
 int FaultInjectingDiskManager::createSizedFile(char const* path, long long size, int flag) {
     if (m_pPlan->diskOpFails("createSizedFile") || m_pPlan->isDiskFull()) return -1;
-    bool existed = exists(path);
     int result = m_real.createSizedFile(path, size, flag);
-    if (result == 0 && !existed) m_pPlan->noteCreated(path, false);
+    if (result == 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;
 }
 
@@ -110,10 +102,7 @@ int FaultInjectingDiskManager::isDirExist(char const* path) {
 int FaultInjectingDiskManager::createFilledFile(char const* path, long long size,
                                                 unsigned char fill) {
     if (m_pPlan->diskOpFails("createFilledFile") || m_pPlan->isDiskFull()) return -1;
-    bool existed = exists(path);
     int result = m_real.createFilledFile(path, size, fill);
-    if (result == 0 && !existed) m_pPlan->noteCreated(path, false);
-    // The real one syncs the file's folder itself.
     if (result == 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;
 }

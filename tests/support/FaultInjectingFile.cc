@@ -15,7 +15,11 @@ bool FaultInjectingFile::open(char const* name, int mode) {
     struct stat info {};
     bool existed = name != nullptr && ::stat(name, &info) == 0;
     if (!m_file.open(name, mode)) return false;
-    if (!existed) m_pPlan->noteCreated(name, false);
+    if (!existed) {
+        // The real one syncs the new file's folder itself.
+        std::string path(name);
+        m_pPlan->noteFolderSynced(path.substr(0, path.find_last_of('/')));
+    }
     if (mode != IFile::kModeRead) {
         auto lock = m_pPlan->lockShadows();
         m_bShadowed = m_pPlan->noteOpened(name, m_key);

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
 #include <thread>
 
 #include "host/NetPath.h"
@@ -220,14 +219,9 @@ bool FaultPlan::cutsPowerHere() {
     return m_bVanished;
 }
 
-void FaultPlan::noteCreated(std::string const& path, bool isFolder) {
-    std::lock_guard<std::mutex> lock(m_shadowMutex);
-    m_entries.push_back(Entry{isFolder ? Entry::kFolder : Entry::kFile, clean(path), std::string()});
-}
-
 void FaultPlan::noteRenamed(std::string const& from, std::string const& to) {
     std::lock_guard<std::mutex> lock(m_shadowMutex);
-    m_entries.push_back(Entry{Entry::kRename, clean(to), clean(from)});
+    m_entries.push_back(Entry{clean(to), clean(from)});
 }
 
 void FaultPlan::noteFolderSynced(std::string const& folder) {
@@ -255,13 +249,7 @@ void FaultPlan::powerCutLocked() {
         shadow.m_pFile->flush();
         shadow.m_nDurableLength = shadow.m_pFile->getLength();
     }
-    // Newest first, so a folder's contents go before the folder.
-    for (auto entry = m_entries.rbegin(); entry != m_entries.rend(); ++entry) {
-        std::error_code ignored;
-        if (entry->kind == Entry::kRename)
-            std::rename(entry->strPath.c_str(), entry->strFrom.c_str());
-        else
-            std::filesystem::remove_all(entry->strPath, ignored);
-    }
+    for (auto entry = m_entries.rbegin(); entry != m_entries.rend(); ++entry)
+        std::rename(entry->strPath.c_str(), entry->strFrom.c_str());
     m_entries.clear();
 }

@@ -58,10 +58,10 @@ public:
     // Power cut: every file written through the plan gets back the bytes and
     // length it had at its last successful flush (or when the plan first
     // opened it), except files whose path holds a spared text, whose unsynced
-    // bytes all happened to reach the disk. A file or folder created, or a
-    // file renamed, into a folder after that folder's last syncDir through
-    // the plan is undone (a created folder goes with its contents). Deletions
-    // are taken as durable. Open files stay open.
+    // bytes all happened to reach the disk. A file renamed into a folder
+    // after that folder's last sync through the plan is renamed back; files
+    // and folders made are durable, as the host syncs them into their
+    // parents. Deletions are taken as durable. Open files stay open.
     void powerCut();
     void spareUnsyncedBytesOf(std::string const& pathPart);
     // The n-th call from now among writes, flushes, syncDir and the disk
@@ -82,9 +82,8 @@ public:
     bool diskOpFails(char const* op);  // "createSizedFile", "rename", "createDir", "syncDir", ...
     bool isDiskFull();
 
-    // Folder entries, for the power cut. Created paths must not have existed
-    // before the call; parents before children.
-    void noteCreated(std::string const& path, bool isFolder);
+    // Folder entries, for the power cut: a rename stays until its folder is
+    // synced (the host syncs every file and folder it makes at once).
     void noteRenamed(std::string const& from, std::string const& to);
     void noteFolderSynced(std::string const& folder);
 
@@ -125,10 +124,9 @@ private:
     bool m_bVanished = false;
     bool m_bDiskFull = false;
 
-    // A folder entry made since the folder's last sync.
+    // A rename since the folder's last sync.
     struct Entry {
-        enum Kind { kFile, kFolder, kRename } kind;
-        std::string strPath;  // created, or renamed to
+        std::string strPath;  // renamed to
         std::string strFrom;  // renamed from
     };
 
