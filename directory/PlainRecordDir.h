@@ -24,6 +24,12 @@ public:
     int createFile(SafePointer<RecordFileInfo>& file) override;
     void addDataLen(int) override {}
     long long getWriteSpeed() override { return 0; }
+    // This folder keeps no reclaiming lists: nothing is offered or deleted.
+    int getEarliestFileList(std::vector<RecordDeviceDirPolicy> const&, EarliestFileInfoList&, bool,
+                            int) override {
+        return -1;
+    }
+    int deleteOutDateFile(std::vector<RecordDeviceDirPolicy> const&) override { return 0; }
     int deleteFile(SafePointer<RecordFileInfo> const& file) override;
     using IRecordDir::deleteFile;
     int startDetectionThread() override;
@@ -32,6 +38,8 @@ public:
     void setDeviceRequetType(RecordDeviceInfo const& device, int nType) override {
         m_requests.updateDeviceRequestType(device, nType);
     }
+    void setDirPolicyList(std::vector<RecordDeviceDirPolicy> const&) override {}
+    void setDiskStatusListener(SafePointer<IRecordServiceListenerManager> const&) override {}
     void closeRecordWriter(SafePointer<IRecordWriter> const& writer) override;
     bool isIOError() override { return m_closeThread.isExistIOError(); }
     int updateFileState(int fileNumber, int minSpeed, int averageSpeed, int timeOuts) override;
