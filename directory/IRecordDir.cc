@@ -40,8 +40,7 @@ void IRecordDir::setRecordDirInfoEx(RecordDirInfoEx const& info) {
 }
 
 void IRecordDir::writeLog(char const* message, int line) {
-    if (line == m_nLastLogLine) return;
-    m_nLastLogLine = line;
+    if (m_nLastLogLine.exchange(line) == line) return;
     RecordDirInfoEx info = getRecordDirInfoEx();
     char text[1024] = {0};
     std::snprintf(text, sizeof(text), "this:%0x DiskName:%s RecordRootDir:%s Message:%s",

@@ -1,6 +1,7 @@
 #ifndef DIRECTORY_IRECORDDIR_H
 #define DIRECTORY_IRECORDDIR_H
 
+#include <atomic>
 #include <set>
 #include <string>
 #include <vector>
@@ -86,6 +87,7 @@ public:
     void setBackupRecordListener(IAlarmListenerEx* listener) {
         if (listener != nullptr) m_pBackupListener = listener;
     }
+    IAlarmListenerEx* getBackupRecordListener() const { return m_pBackupListener; }
     void setSceneLogManager(SceneLogManager* manager) { m_pSceneLog = manager; }
     void setMutex(OVMutex* mutex) { m_pGroupMutex = mutex; }
 
@@ -97,7 +99,7 @@ protected:
 private:
     RecordDirInfoEx m_dirInfo;       // guarded by m_infoMutex
     mutable OVMutex m_infoMutex;
-    int m_nLastLogLine = 0;
+    std::atomic<int> m_nLastLogLine{0};  // sessions and the directory's threads all log
 };
 
 // Stands wherever a directory is required and none exists: everything fails,

@@ -1,6 +1,6 @@
 #include "disk/RecordDiskManagerImpl.h"
 
-#include "directory/PlainRecordDir.h"
+#include "directory/RecordDirFactory.h"
 #include "foundation/EncoderType.h"
 #include "foundation/OVMutexManager.h"
 #include "foundation/ReturnCode.h"
@@ -26,7 +26,8 @@ void RecordDiskManagerImpl::setRecordDirInfoList(std::vector<RecordDirInfoEx> co
         // A directory kept in service takes its new description.
         if (!entry.dir.isNull()) entry.dir->setRecordDirInfoEx(info);
         if (entry.dir.isNull()) {
-            entry.dir = SafePointer<IRecordDir>(new PlainRecordDir(info));
+            entry.dir = RecordDirFactory().create(RecordDirFactory::kRecordDirKind, info, info.getGroupId(),
+                                                  kDeviceId, kRecordType);
             entry.dir->init();
             entry.dir->startDetectionThread();
         }

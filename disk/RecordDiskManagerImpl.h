@@ -41,6 +41,9 @@ public:
 
 private:
     friend class Singlton<RecordDiskManagerImpl>;
+    // The recorder's own id and record type until the host may set others.
+    static constexpr char const* kDeviceId = "NVR";
+    static constexpr int kRecordType = 1;
     RecordDiskManagerImpl() = default;
     ~RecordDiskManagerImpl() override;
 

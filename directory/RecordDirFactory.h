@@ -1,0 +1,23 @@
+#ifndef DIRECTORY_RECORDDIRFACTORY_H
+#define DIRECTORY_RECORDDIRFACTORY_H
+
+#include <string>
+
+#include "directory/IRecordDir.h"
+#include "foundation/RecordDirInfoEx.h"
+#include "foundation/SafePointer.h"
+
+// Decides the concrete class of a directory. It neither initialises nor
+// starts what it makes: the group gives the directory its mutex and scene
+// log first.
+class RecordDirFactory {
+public:
+    // Kind 1 is a record directory, any other a snapshot directory. Disk type
+    // 3 has no index, 4 is network-attached, every other value a local disk.
+    SafePointer<IRecordDir> create(int dirKind, RecordDirInfoEx const& info, int groupValue,
+                                   std::string const& deviceId, int recordType);
+
+    static constexpr int kRecordDirKind = 1;
+};
+
+#endif
