@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <future>
@@ -126,6 +127,36 @@ TEST(RecordServiceListenerManager, ASlowListenerStallsNoProducer) {
     }
     manager.stop();
     EXPECT_EQ((std::vector<int>{1, 2, 3, 4}), slow.heard);
+}
+
+}  // namespace
+
+namespace {
+
+// Starting and stopping while producers keep raising alarms loses none that
+// the thread took, and delivers each at most once.
+TEST(RecordServiceListenerManager, StartsAndStopsManyTimesWhileAlarmsFlow) {
+    struct Counter : IAlarmListenerEx {
+        int onAlarm(AlarmInfoEx const&) override { return ++heard; }
+        std::atomic<int> heard{0};
+    } counter;
+    RecordServiceListenerManager manager;
+    manager.addListener(&counter);
+    std::atomic<bool> done{false};
+    auto producer = std::async(std::launch::async, [&] {
+        for (int i = 0; i < 2000; ++i) {
+            AlarmInfoEx alarm = alarmOf(4, i);
+            manager.handleMessage(alarm);
+        }
+        done = true;
+    });
+    for (int round = 0; round < 50 || !done; ++round) {
+        ASSERT_TRUE(manager.start());
+        manager.stop();
+    }
+    producer.wait();
+    while (manager.getQueueSize() > 0) manager.handleAlarmInfo();
+    EXPECT_EQ(2000, counter.heard.load());
 }
 
 }  // namespace
