@@ -28,15 +28,6 @@ void print(char const* format, ...) {
     va_end(args);
 }
 
-// "<prefix>_<number>", exactly one "_" and decimal digits behind it.
-bool splitDevice(std::string const& name, std::string& prefix, int& id) {
-    size_t cut = name.find('_');
-    if (cut == std::string::npos || name.find('_', cut + 1) != std::string::npos) return false;
-    if (!BasicTool::getNumber(name.substr(cut + 1), id)) return false;
-    prefix = name.substr(0, cut);
-    return true;
-}
-
 std::string folderOf(std::string const& path) { return path.substr(0, path.rfind('/')); }
 
 }  // namespace NS_EmptyDirManager
@@ -50,6 +41,14 @@ EmptyDirManager::EmptyDirManager(long long fileSize, int diskType, std::string c
       m_strDeviceId(deviceId),
       m_nRecordType(recordType),
       m_nDiskType(diskType) {}
+
+// Decimal digits alone behind the first "_": a name of three parts never parses.
+bool EmptyDirManager::splitDevice(std::string const& name, std::string& prefix, int& id) {
+    size_t cut = name.find('_');
+    if (cut == std::string::npos || !BasicTool::getNumber(name.substr(cut + 1), id)) return false;
+    prefix = name.substr(0, cut);
+    return true;
+}
 
 std::string EmptyDirManager::createEmptyFileName(std::string const& prefix, int id) const {
     char number[16];
@@ -75,7 +74,7 @@ int EmptyDirManager::init(int fileSystemFormat) {
     for (std::string const& name : names) {
         std::string prefix;
         int id = 0;
-        if (NS_EmptyDirManager::splitDevice(name, prefix, id)) m_files[id] = prefix;
+        if (splitDevice(name, prefix, id)) m_files[id] = prefix;
     }
     m_nMaxFileId = calcMaxFileId(m_files);
     m_nUseMode = StorageParameterManage::getInstance()->getRecordFileUseMode();
@@ -94,7 +93,7 @@ int EmptyDirManager::deleteOtherEmptyFile() {
     for (std::string const& name : names) {
         std::string prefix;
         int id = 0;
-        if (!NS_EmptyDirManager::splitDevice(name, prefix, id) || prefix == m_strDeviceId) continue;
+        if (!splitDevice(name, prefix, id) || prefix == m_strDeviceId) continue;
         std::string path = m_strEmptyPath + "/" + name;
         print("delete %s \n", path.c_str());
         bool deleted = m_pDiskManager->deleteFile(path.c_str());
@@ -150,7 +149,7 @@ int EmptyDirManager::getTotalFileNumber_Privite() {
     for (std::string const& name : names) {
         std::string prefix;
         int id = 0;
-        if (!NS_EmptyDirManager::splitDevice(name, prefix, id)) continue;
+        if (!splitDevice(name, prefix, id)) continue;
         int& top = tops[prefix];
         if (id > top) top = id;
     }

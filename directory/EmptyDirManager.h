@@ -64,6 +64,8 @@ public:
     int cleanSpace(int) { return 0; }
     bool isNVRVersionEmptyFile(std::string const& prefix) const { return prefix == m_strDeviceId; }
     std::string createEmptyFileName(std::string const& prefix, int id) const;
+    // A pool name <prefix>_<number>; false for any other name.
+    static bool splitDevice(std::string const& name, std::string& prefix, int& id);
 
     // Makes the files numbered above max file id up to max file number.
     // Answers the number of files it can give (the top one not counted), 0

@@ -4,20 +4,12 @@
 #include <cstdio>
 #include <map>
 
-#include "foundation/BasicTool.h"
+#include "directory/EmptyDirManager.h"
 #include "host/DiskManagerFactory.h"
 #include "host/GlobalEnv.h"
 #include "host/IFileScanAction.h"
 
 namespace {
-
-bool splitName(std::string const& name, std::string& prefix, int& id) {
-    size_t cut = name.find('_');
-    if (cut == std::string::npos || name.find('_', cut + 1) != std::string::npos) return false;
-    if (!BasicTool::getNumber(name.substr(cut + 1), id)) return false;
-    prefix = name.substr(0, cut);
-    return true;
-}
 
 // Pool names by number, whatever order the file system lists them in. With
 // a device id, only that prefix: "NVR*" also matches "NVR2_5".
@@ -28,7 +20,7 @@ public:
     void doAction(char const* name) override {
         std::string prefix;
         int id = 0;
-        if (name == nullptr || !splitName(name, prefix, id)) return;
+        if (name == nullptr || !EmptyDirManager::splitDevice(name, prefix, id)) return;
         if (!m_strDeviceId.empty() && prefix != m_strDeviceId) return;
         m_files.emplace(id, name);
     }
@@ -126,14 +118,14 @@ int EmptyDirStat::getValidEmptyFileList(std::vector<std::string>& out, std::stri
     for (std::string const& name : names) {
         std::string prefix;
         int id = 0;
-        splitName(name, prefix, id);
+        EmptyDirManager::splitDevice(name, prefix, id);
         int& top = tops[prefix];
         if (id > top) top = id;
     }
     for (std::string const& name : names) {
         std::string prefix;
         int id = 0;
-        splitName(name, prefix, id);
+        EmptyDirManager::splitDevice(name, prefix, id);
         if (id != tops[prefix]) out.push_back(name);
     }
     return 1;
@@ -147,7 +139,7 @@ int EmptyDirStat::getTotalFileNumber() {
     for (auto const& file : sort.m_files) {
         std::string prefix;
         int id = 0;
-        splitName(file.second, prefix, id);
+        EmptyDirManager::splitDevice(file.second, prefix, id);
         int& top = tops[prefix];
         if (id > top) top = id;
     }

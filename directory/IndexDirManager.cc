@@ -44,8 +44,7 @@ std::string IndexDirManager::createFileName(int n) {
 
 bool IndexDirManager::isIndexFile(std::string const& name) {
     size_t dot = name.rfind('.');
-    if (dot == std::string::npos || dot + 1 == name.size()) return false;
-    return name.compare(dot + 1, std::string::npos, "index") == 0;
+    return dot != std::string::npos && name.compare(dot + 1, std::string::npos, "index") == 0;
 }
 
 bool IndexDirManager::init(int fileSystemFormat) {

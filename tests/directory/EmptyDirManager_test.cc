@@ -130,9 +130,10 @@ TEST_F(EmptyDirManagerTest, RandomUseModeGivesEachFileOnceNeverTheTop) {
     EXPECT_EQ((std::set<std::string>{"NVR_00030"}), names());
 }
 
-// The disk fills in the fourth file: the fill stops at three whole files,
-// leaves no part of the fourth, and a restart goes on from number 4. A
-// stopped fill makes nothing.
+// The disk fills in the fourth file: the fill stops at three whole files and
+// leaves no part of the fourth. A restart goes on from 4; a part its clean-up
+// could not delete is no pool file, and the next init removes it. A stopped
+// fill makes nothing.
 TEST_F(EmptyDirManagerTest, FillThatRunsOutOfDiskStopsCleanAndARestartGoesOn) {
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
@@ -141,28 +142,39 @@ TEST_F(EmptyDirManagerTest, FillThatRunsOutOfDiskStopsCleanAndARestartGoesOn) {
     EXPECT_EQ(2, empty->allocRecordSpace());
     EXPECT_FALSE(empty->isCreatingEmptyFile());
     EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00002", "NVR_00003"}), names());
-    for (std::string const& name : names()) EXPECT_EQ(kSize, static_cast<long long>(fs::file_size(m_strPool + "/" + name)));
 
-    plan->setDiskFullAfter(-1);
     plan->setDiskFull(false);
+    plan->setDiskFullAfter(kSize + kSize / 2);
+    plan->failDeleteAt(2);  // the first goes to a part left by an older run
     empty = pool(1, 6);
     EXPECT_EQ(3, empty->getMaxFileId());
+    EXPECT_EQ(3, empty->allocRecordSpace());
+    EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00002", "NVR_00003", "NVR_00004", "filling"}), names());
+
+    plan->setDiskFull(false);
+    plan->setDiskFullAfter(-1);
+    empty = pool(1, 6);
     empty->stopEmptyFileCreate();
     EXPECT_EQ(0, empty->allocRecordSpace());
     EXPECT_TRUE(empty->isCreatingEmptyFile());
     empty->startEmptyFileCreate();
     EXPECT_EQ(5, empty->allocRecordSpace());
-    EXPECT_EQ(6u, names().size());
     EXPECT_EQ(6, empty->getMaxFileId());
+    std::set<std::string> made = names();
+    EXPECT_EQ(6u, made.size());
+    for (std::string const& name : made) EXPECT_EQ(kSize, static_cast<long long>(fs::file_size(m_strPool + "/" + name)));
 }
 
-// A file handed out is in its date folder after a power cut; one whose
-// folder could not be synced went back to the pool, and the next was given.
-TEST_F(EmptyDirManagerTest, HandedOutFileSurvivesAPowerCut) {
+// A fill and a file handed out survive a power cut; a file whose folder
+// could not be synced went back to the pool, and the next was given. A pool
+// folder that can't be made fails init.
+TEST_F(EmptyDirManagerTest, FilledAndHandedOutFilesSurviveAPowerCut) {
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
     std::unique_ptr<EmptyDirManager> empty = pool(1, 3);
     ASSERT_EQ(2, empty->allocRecordSpace());
+    plan->powerCut();
+    EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00002", "NVR_00003"}), names());
     SafePointer<RecordFileInfo> file = request();
     plan->failSyncDirAt(1);
     ASSERT_EQ(1, empty->createFileEx(file));
@@ -170,6 +182,10 @@ TEST_F(EmptyDirManagerTest, HandedOutFileSurvivesAPowerCut) {
     plan->powerCut();
     EXPECT_TRUE(fs::exists(file->createRecordFileName()));
     EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00003"}), names());
+
+    fs::remove_all(m_strPool);
+    plan->failCreateDirAt(1);
+    EXPECT_EQ(0, EmptyDirManager(kSize, 1, m_strRecord, "NVR", 1, 16).init(0));
 }
 
 // Renumbering closes numbers up below a maximum, order kept, other prefixes

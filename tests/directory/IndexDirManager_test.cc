@@ -52,8 +52,13 @@ TEST_F(IndexDirManagerTest, FillsOnceByDiskTypeWithBlankWholeFiles) {
         int diskType;
         int recordFiles;
         long long space;  // -1: no limit
+        bool deleteFails;  // the part that did not fit then stays as "filling"
         int made;
-    } const cases[] = {{1, 1005, -1, 100}, {2, 1005, -1, 1005}, {1, 9, -1, 0}, {2, 10, 3 * kSize + 1, 3}};
+    } const cases[] = {{1, 1005, -1, false, 100},
+                       {2, 1005, -1, false, 1005},
+                       {1, 9, -1, false, 0},
+                       {2, 10, 3 * kSize + 1, false, 3},
+                       {2, 10, 3 * kSize + 1, true, 3}};
     for (Case const& c : cases) {
         SCOPED_TRACE(c.made);
         fs::remove_all(m_strPool);
@@ -61,16 +66,19 @@ TEST_F(IndexDirManagerTest, FillsOnceByDiskTypeWithBlankWholeFiles) {
         FaultInjection faults(plan);
         plan->setDiskFullAfter(c.space);
         std::unique_ptr<IndexDirManager> index = pool(c.diskType);
+        if (c.deleteFails) plan->failDeleteAt(1);
         EXPECT_EQ(-3, index->allocateIndexFile(-1));
         EXPECT_EQ(c.made, index->allocateIndexFile(c.recordFiles));
-        std::set<std::string> made = names();
+        std::set<std::string> const all = names();
+        std::set<std::string> made = all;
+        EXPECT_EQ(c.deleteFails ? 1u : 0u, made.erase("filling"));
         ASSERT_EQ(static_cast<size_t>(c.made), made.size());
         for (std::string const& name : made) EXPECT_EQ(std::string(kSize, '\xFF'), bytes(m_strPool + "/" + name));
         if (c.made > 0) {
             EXPECT_EQ(IndexDirManager::createFileName(c.made - 1), *made.rbegin());
         }
         EXPECT_EQ(c.made > 0 ? -2 : 0, index->allocateIndexFile(c.recordFiles));
-        EXPECT_EQ(made, names());
+        EXPECT_EQ(all, names());
     }
     EXPECT_EQ(-1, IndexDirManager(kSize, 1, m_strRecord).allocateIndexFile(10));
 }

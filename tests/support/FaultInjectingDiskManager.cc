@@ -52,7 +52,7 @@ int FaultInjectingDiskManager::renameFile(char const* from, char const* to) {
 }
 
 bool FaultInjectingDiskManager::deleteFile(char const* path) {
-    if (m_pPlan->isVanished()) return false;
+    if (m_pPlan->isVanished() || m_pPlan->deleteFails()) return false;
     return m_real.deleteFile(path);
 }
 

@@ -167,6 +167,12 @@ bool FaultPlan::diskOpFails(char const* op) {
     return m_bVanished;
 }
 
+bool FaultPlan::deleteFails() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    int call = ++m_diskOpCalls["deleteFile"];
+    return take(m_diskOpFaults["deleteFile"], call);
+}
+
 bool FaultPlan::noteOpened(std::string const& path, FileKey& key) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0) return false;

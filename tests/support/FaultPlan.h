@@ -57,6 +57,8 @@ public:
     void failRenameAt(int n) { failDiskOpAt("rename", n); }
     void failCreateDirAt(int n) { failDiskOpAt("createDir", n); }
     void failSyncDirAt(int n) { failDiskOpAt("syncDir", n); }
+    // The n-th deleteFile from now fails; not a call a power cut counts.
+    void failDeleteAt(int n) { failDiskOpAt("deleteFile", n); }
 
     // The disk is gone: open false, read/write -1, seek/flush false, length
     // -1, and every disk-manager operation fails or answers "missing".
@@ -90,6 +92,7 @@ public:
     bool beforeOpen();                                      // false: inject an open failure
     bool diskOpFails(char const* op);  // "createSizedFile", "rename", "createDir", "syncDir", ...
     bool isDiskFull();
+    bool deleteFails();
 
     // Folder entries, for the power cut: a rename stays until its folder is
     // synced (the host syncs every file and folder it makes at once).
