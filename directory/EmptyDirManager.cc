@@ -180,24 +180,26 @@ int EmptyDirManager::allocRecordSpace() {
     }
     int const first = getMaxFileId();
     int const n = maxNumber - first;
-    for (int i = 1; i <= n; ++i) {
-        if (m_bStopFlag) return 0;
-        if (fillEmptyFile(first + i) == 0) {
-            m_bCreating = false;
-            return done + i - 1;  // file i was not made
-        }
-    }
+    int made = 0;
+    while (made < n && !m_bStopFlag && fillEmptyFile(first + made + 1) == 1) ++made;
+    // Each file's creation syncs the folder, and with it the rename of the
+    // file before; the last rename needs a sync of its own.
+    if (made > 0 && m_pDiskManager != nullptr) m_pDiskManager->syncDir(m_strEmptyPath.c_str());
+    if (made < n && m_bStopFlag) return 0;
     m_bCreating = false;
-    return done + n;
+    return done + made;
 }
 
 int EmptyDirManager::createEmptyFile(int id) {
-    if (!m_bReady || id < getMaxFileId()) return 0;
-    return fillEmptyFile(id);
+    if (!m_bReady || id < getMaxFileId() || fillEmptyFile(id) == 0) return 0;
+    m_pDiskManager->syncDir(m_strEmptyPath.c_str());
+    return 1;
 }
 
 // The pool mutex is not held while the blocks are reserved: handing out a
-// file must not wait for a fill.
+// file must not wait for a fill. The rename is not synced here: lost at a
+// power cut, it leaves "filling", which the next init deletes, and the
+// number is made again.
 int EmptyDirManager::fillEmptyFile(int id) {
     IDiskManager* disk = m_pDiskManager;
     if (disk == nullptr) return 0;
@@ -208,10 +210,6 @@ int EmptyDirManager::fillEmptyFile(int id) {
         disk->deleteFile(filling.c_str());
         return 0;
     }
-    // Without a journal (an SD card's FAT), an unsynced rename can come back
-    // after a power cut as the old name; the next fill would truncate it
-    // while the file is already recording under its new one.
-    if (!disk->syncDir(m_strEmptyPath.c_str())) return 0;
     OV_LOCK_GUARD(guard, m_mutex);
     m_files[id] = m_strDeviceId;
     m_nMaxFileId = calcMaxFileId(m_files);
@@ -222,11 +220,12 @@ bool EmptyDirManager::moveOut(int key, std::string const& target) {
     std::string source = m_strEmptyPath + "/" + createEmptyFileName(m_files[key], key);
     if (m_pDiskManager->renameFile(source.c_str(), target.c_str()) == 0) return false;
     // The writer's frames would follow a rename that a power cut undoes back
-    // into the pool, and be handed out again as empty; a file system without
-    // a journal could keep both names. So both folders are synced before the
-    // file is given; one that can't be made durable goes back.
-    if (m_pDiskManager->syncDir(NS_EmptyDirManager::folderOf(target).c_str()) &&
-        m_pDiskManager->syncDir(m_strEmptyPath.c_str()))
+    // into the pool, and be handed out again as empty. The pool goes first:
+    // a file system without a journal (an SD card's FAT) that kept the old
+    // name as well would give the same blocks twice, and a lost new name only
+    // loses an empty file. One that can't be made durable goes back.
+    if (m_pDiskManager->syncDir(m_strEmptyPath.c_str()) &&
+        m_pDiskManager->syncDir(NS_EmptyDirManager::folderOf(target).c_str()))
         return true;
     m_pDiskManager->renameFile(target.c_str(), source.c_str());
     return false;
