@@ -165,9 +165,9 @@ TEST_F(EmptyDirManagerTest, FillThatRunsOutOfDiskStopsCleanAndARestartGoesOn) {
     for (std::string const& name : made) EXPECT_EQ(kSize, static_cast<long long>(fs::file_size(m_strPool + "/" + name)));
 }
 
-// A fill and a file handed out survive a power cut; a file whose folder
-// could not be synced went back to the pool, and the next was given. A pool
-// folder that can't be made fails init.
+// A fill, a file handed out and a new top file survive a power cut; a file
+// whose folder could not be synced went back to the pool, and the next was
+// given. A pool folder that can't be made fails init.
 TEST_F(EmptyDirManagerTest, FilledAndHandedOutFilesSurviveAPowerCut) {
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
@@ -182,6 +182,9 @@ TEST_F(EmptyDirManagerTest, FilledAndHandedOutFilesSurviveAPowerCut) {
     plan->powerCut();
     EXPECT_TRUE(fs::exists(file->createRecordFileName()));
     EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00003"}), names());
+    ASSERT_EQ(1, empty->createEmptyFile(4));
+    plan->powerCut();
+    EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00003", "NVR_00004"}), names());
 
     fs::remove_all(m_strPool);
     plan->failCreateDirAt(1);
