@@ -33,10 +33,6 @@ protected:
         for (auto const& entry : fs::directory_iterator(m_strPool)) found.insert(entry.path().filename());
         return found;
     }
-    static std::string bytes(std::string const& path) {
-        std::ifstream in(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
     std::string target(int n) const { return m_strDate + "/NVR_10.0.0.7_" + std::to_string(n) + "_2024-01-01.index"; }
 
     HostRootGuard m_root;
@@ -51,14 +47,11 @@ TEST_F(IndexDirManagerTest, FillsOnceByDiskTypeWithBlankWholeFiles) {
     struct Case {
         int diskType;
         int recordFiles;
-        long long space;  // -1: no limit
+        long long space;   // -1: no limit
         bool deleteFails;  // the part that did not fit then stays as "filling"
         int made;
-    } const cases[] = {{1, 1005, -1, false, 100},
-                       {2, 1005, -1, false, 1005},
-                       {1, 9, -1, false, 0},
-                       {2, 10, 3 * kSize + 1, false, 3},
-                       {2, 10, 3 * kSize + 1, true, 3}};
+    } const cases[] = {{1, 1005, -1, false, 100}, {2, 1005, -1, false, 1005}, {1, 9, -1, false, 0},
+                       {2, 10, 3 * kSize + 1, false, 3}, {2, 10, 3 * kSize + 1, true, 3}};
     for (Case const& c : cases) {
         SCOPED_TRACE(c.made);
         fs::remove_all(m_strPool);
@@ -73,10 +66,8 @@ TEST_F(IndexDirManagerTest, FillsOnceByDiskTypeWithBlankWholeFiles) {
         std::set<std::string> made = all;
         EXPECT_EQ(c.deleteFails ? 1u : 0u, made.erase("filling"));
         ASSERT_EQ(static_cast<size_t>(c.made), made.size());
-        for (std::string const& name : made) EXPECT_EQ(std::string(kSize, '\xFF'), bytes(m_strPool + "/" + name));
-        if (c.made > 0) {
-            EXPECT_EQ(IndexDirManager::createFileName(c.made - 1), *made.rbegin());
-        }
+        for (std::string const& name : made) EXPECT_EQ(std::string(kSize, '\xFF'), TempDir::readWhole(m_strPool + "/" + name));
+        EXPECT_EQ(c.made > 0, made.count(IndexDirManager::createFileName(c.made - 1)) == 1);
         EXPECT_EQ(c.made > 0 ? -2 : 0, index->allocateIndexFile(c.recordFiles));
         EXPECT_EQ(all, names());
     }
@@ -97,20 +88,28 @@ TEST_F(IndexDirManagerTest, ListsAHundredAtATimeAndRefillsWhenUsedUp) {
     EXPECT_TRUE(names().empty());
 }
 
-// A day's file comes back dirty under its dated name and leaves again blank,
-// whole and 0xFF; a move back that fails leaves the file where it was.
-TEST_F(IndexDirManagerTest, HandsOutBlankFilesEvenWhenTheyCameBackDirty) {
+// A day's file comes back dirty and leaves again blank, whole and 0xFF; a
+// move back that fails leaves the file where it was. Moves out and back are
+// durable at once; a pool folder that can't be made fails init.
+TEST_F(IndexDirManagerTest, FilesLeaveBlankAndTheirMovesSurviveAPowerCut) {
+    auto plan = std::make_shared<FaultPlan>();
+    FaultInjection faults(plan);
     std::unique_ptr<IndexDirManager> index = pool();
     ASSERT_EQ(1, index->allocateIndexFile(10));
     ASSERT_EQ(1, index->createIndexFile(target(1)));
     EXPECT_EQ(0, index->createIndexFile(target(2)));
     std::ofstream(target(1), std::ios::binary) << "dirty";
-    std::string name = fs::path(target(1)).filename();
-    EXPECT_FALSE(index->deleteIndexFile(target(9), name));
-    ASSERT_TRUE(index->deleteIndexFile(target(1), name));
-    EXPECT_EQ(std::set<std::string>{name}, names());
+    EXPECT_FALSE(index->deleteIndexFile(target(9), "back.index"));
+    ASSERT_TRUE(index->deleteIndexFile(target(1), "back.index"));
+    plan->powerCut();
+    EXPECT_EQ(std::set<std::string>{"back.index"}, names());
     ASSERT_EQ(1, index->createIndexFile(target(2)));
-    EXPECT_EQ(std::string(kSize, '\xFF'), bytes(target(2)));
+    plan->powerCut();
+    EXPECT_EQ(std::string(kSize, '\xFF'), TempDir::readWhole(target(2)));
+
+    fs::remove_all(m_strPool);
+    plan->failCreateDirAt(1);
+    pool(1, false);
 }
 
 // An SD card may come from another recorder: what is no index file goes.
@@ -119,33 +118,11 @@ TEST_F(IndexDirManagerTest, ClearsWhatIsNoIndexFileOnSdCardsOnly) {
     std::set<std::string> all = indexes;
     all.insert({"a.bakindex", "bad.", "noext", "x.index.old"});
     for (int diskType : {1, 2}) {
-        fs::remove_all(m_strPool);
         fs::create_directories(m_strPool);
         for (std::string const& name : all) put(name);
         pool(diskType);
         EXPECT_EQ(diskType == 2 ? indexes : all, names());
     }
-    EXPECT_FALSE(IndexDirManager::isIndexFile(""));
-    EXPECT_TRUE(IndexDirManager::isIndexFile(".index"));
-}
-
-// Moves out and back are durable at once; a pool folder that can't be made
-// fails init.
-TEST_F(IndexDirManagerTest, MovesSurviveAPowerCut) {
-    auto plan = std::make_shared<FaultPlan>();
-    FaultInjection faults(plan);
-    std::unique_ptr<IndexDirManager> index = pool();
-    ASSERT_EQ(2, index->allocateIndexFile(20));
-    ASSERT_EQ(1, index->createIndexFile(target(1)));
-    ASSERT_EQ(1, index->createIndexFile(target(2)));
-    ASSERT_TRUE(index->deleteIndexFile(target(2), "back.index"));
-    plan->powerCut();
-    EXPECT_TRUE(fs::exists(target(1)));
-    EXPECT_EQ(std::set<std::string>{"back.index"}, names());
-
-    fs::remove_all(m_strPool);
-    plan->failCreateDirAt(1);
-    pool(1, false);
 }
 
 }  // namespace
