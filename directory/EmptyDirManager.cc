@@ -60,13 +60,13 @@ int EmptyDirManager::init(int fileSystemFormat) {
     m_bReady = false;
     m_bStopFlag = false;
     m_pDiskManager = DiskManagerFactory::getDiskManager(m_nDiskType, fileSystemFormat);
-    if (m_pDiskManager == nullptr) return 0;
+    if (diskManager() == nullptr) return 0;
     char const* pool = m_strEmptyPath.c_str();
-    if (m_pDiskManager->isDirExist(pool) == 0 && m_pDiskManager->createDir(pool) == 0) return 0;
-    m_pDiskManager->deleteFile((m_strEmptyPath + "/" + NS_EmptyDirManager::kFillingName).c_str());
+    if (diskManager()->isDirExist(pool) == 0 && diskManager()->createDir(pool) == 0) return 0;
+    diskManager()->deleteFile((m_strEmptyPath + "/" + NS_EmptyDirManager::kFillingName).c_str());
     deleteOtherEmptyFile();
     std::vector<std::string> names;
-    if (m_pDiskManager->getFileList(pool, names, "*", 0) < 0) return 0;
+    if (diskManager()->getFileList(pool, names, "*", 0) < 0) return 0;
 
     OV_LOCK_GUARD(guard, m_mutex);
     print("EmptyDirManager::init 1111 ");
@@ -86,17 +86,17 @@ int EmptyDirManager::init(int fileSystemFormat) {
 // An SD card may come from another recorder: its files would be numbered in
 // another recorder's count.
 int EmptyDirManager::deleteOtherEmptyFile() {
-    if (m_nDiskType != 2 || m_pDiskManager == nullptr) return 0;
+    if (m_nDiskType != 2 || diskManager() == nullptr) return 0;
     print("EmptyDirManager::deleteOtherEmptyFile begin ");
     std::vector<std::string> names;
-    if (m_pDiskManager->getFileList(m_strEmptyPath.c_str(), names, "*", 0) < 0) return 0;
+    if (diskManager()->getFileList(m_strEmptyPath.c_str(), names, "*", 0) < 0) return 0;
     for (std::string const& name : names) {
         std::string prefix;
         int id = 0;
         if (!splitDevice(name, prefix, id) || prefix == m_strDeviceId) continue;
         std::string path = m_strEmptyPath + "/" + name;
         print("delete %s \n", path.c_str());
-        bool deleted = m_pDiskManager->deleteFile(path.c_str());
+        bool deleted = diskManager()->deleteFile(path.c_str());
         print("delete %s %d \n", path.c_str(), deleted ? 1 : 0);
     }
     return 1;
@@ -142,9 +142,9 @@ long long EmptyDirManager::getTotalFileSize() { return getTotalFileNumber() * m_
 
 // Several devices share the folder: each prefix counts up to its own top.
 int EmptyDirManager::getTotalFileNumber_Privite() {
-    if (m_pDiskManager == nullptr) return -1;
+    if (diskManager() == nullptr) return -1;
     std::vector<std::string> names;
-    if (m_pDiskManager->getFileList(m_strEmptyPath.c_str(), names, "*", 0) < 0) return -1;
+    if (diskManager()->getFileList(m_strEmptyPath.c_str(), names, "*", 0) < 0) return -1;
     std::map<std::string, int> tops;
     for (std::string const& name : names) {
         std::string prefix;
@@ -184,7 +184,7 @@ int EmptyDirManager::allocRecordSpace() {
     while (made < n && !m_bStopFlag && fillEmptyFile(first + made + 1) == 1) ++made;
     // Each file's creation syncs the folder, and with it the rename of the
     // file before; the last rename needs a sync of its own.
-    if (made > 0 && m_pDiskManager != nullptr) m_pDiskManager->syncDir(m_strEmptyPath.c_str());
+    if (made > 0 && diskManager() != nullptr) diskManager()->syncDir(m_strEmptyPath.c_str());
     if (made < n && m_bStopFlag) return 0;
     m_bCreating = false;
     return done + made;
@@ -192,7 +192,7 @@ int EmptyDirManager::allocRecordSpace() {
 
 int EmptyDirManager::createEmptyFile(int id) {
     if (!m_bReady || id < getMaxFileId() || fillEmptyFile(id) == 0) return 0;
-    m_pDiskManager->syncDir(m_strEmptyPath.c_str());
+    diskManager()->syncDir(m_strEmptyPath.c_str());
     return 1;
 }
 
@@ -218,23 +218,23 @@ int EmptyDirManager::fillEmptyFile(int id) {
 
 bool EmptyDirManager::moveOut(int key, std::string const& target) {
     std::string source = m_strEmptyPath + "/" + createEmptyFileName(m_files[key], key);
-    if (m_pDiskManager->renameFile(source.c_str(), target.c_str()) == 0) return false;
+    if (diskManager()->renameFile(source.c_str(), target.c_str()) == 0) return false;
     // The writer's frames would follow a rename that a power cut undoes back
     // into the pool, and be handed out again as empty. The pool goes first:
     // a file system without a journal (an SD card's FAT) that kept the old
     // name as well would give the same blocks twice, and a lost new name only
     // loses an empty file. One that can't be made durable goes back.
-    if (m_pDiskManager->syncDir(m_strEmptyPath.c_str()) &&
-        m_pDiskManager->syncDir(NS_EmptyDirManager::folderOf(target).c_str()))
+    if (diskManager()->syncDir(m_strEmptyPath.c_str()) &&
+        diskManager()->syncDir(NS_EmptyDirManager::folderOf(target).c_str()))
         return true;
-    m_pDiskManager->renameFile(target.c_str(), source.c_str());
+    diskManager()->renameFile(target.c_str(), source.c_str());
     return false;
 }
 
 int EmptyDirManager::createFileEx(SafePointer<RecordFileInfo>& file) {
     if (file.isNull()) return 0;
     OV_LOCK_GUARD(guard, m_mutex);
-    if (!m_bReady || m_pDiskManager == nullptr) return 0;
+    if (!m_bReady || diskManager() == nullptr) return 0;
     auto entry = m_files.begin();
     if (m_nUseMode == -1) {
         int pick = getRandomIndexFromMap(m_files);
@@ -261,7 +261,7 @@ int EmptyDirManager::createFileEx(SafePointer<RecordFileInfo>& file) {
 
 int EmptyDirManager::createFile(std::string const& target) {
     OV_LOCK_GUARD(guard, m_mutex);
-    if (!m_bReady || m_pDiskManager == nullptr) return 0;
+    if (!m_bReady || diskManager() == nullptr) return 0;
     auto entry = m_files.begin();
     while (entry != m_files.end() && !m_bStopFlag) {
         if (entry->first == m_nMaxFileId) return 0;

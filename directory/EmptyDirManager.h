@@ -93,7 +93,11 @@ private:
     // Moves pool file `key` to `target` and makes it durable there; m_mutex held.
     bool moveOut(int key, std::string const& target);
 
-    IDiskManager* m_pDiskManager = nullptr;  // process-lived, not owned; set by init
+    IDiskManager* diskManager() const { return m_pDiskManager.load(); }
+
+    // Process-lived, not owned; set by init, which a failed disk repeats
+    // while other threads read it.
+    std::atomic<IDiskManager*> m_pDiskManager{nullptr};
     long long m_nFileSize;
     std::string m_strEmptyPath;
     OVMutex m_mutex;

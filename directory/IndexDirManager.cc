@@ -49,14 +49,14 @@ bool IndexDirManager::isIndexFile(std::string const& name) {
 
 bool IndexDirManager::init(int fileSystemFormat) {
     m_pDiskManager = DiskManagerFactory::getDiskManager(m_nDiskType, fileSystemFormat);
-    if (m_pDiskManager == nullptr) return false;
+    if (diskManager() == nullptr) return false;
     char const* pool = m_strIndexPath.c_str();
-    if (m_pDiskManager->isDirExist(pool) == 0 && m_pDiskManager->createDir(pool) == 0) {
+    if (diskManager()->isDirExist(pool) == 0 && diskManager()->createDir(pool) == 0) {
         print("IndexDirManager::init createDir: %s failed!\n", pool);
         return false;
     }
     deleteOtherFile();
-    m_pDiskManager->deleteFile((m_strIndexPath + "/" + NS_IndexDirManager::kFillingName).c_str());
+    diskManager()->deleteFile((m_strIndexPath + "/" + NS_IndexDirManager::kFillingName).c_str());
     OV_LOCK_GUARD(guard, m_mutex);
     m_fileList.clear();
     m_bReady = fillFilelist();
@@ -71,8 +71,8 @@ int IndexDirManager::uninit() {
 }
 
 bool IndexDirManager::fillFilelist() {
-    if (m_pDiskManager == nullptr) return false;
-    return m_pDiskManager->getFileList(m_strIndexPath.c_str(), m_fileList, "*.index", kListLimit) >= 0;
+    if (diskManager() == nullptr) return false;
+    return diskManager()->getFileList(m_strIndexPath.c_str(), m_fileList, "*.index", kListLimit) >= 0;
 }
 
 bool IndexDirManager::isNeedAllocateEmptyIndex() {
@@ -81,15 +81,15 @@ bool IndexDirManager::isNeedAllocateEmptyIndex() {
 }
 
 int IndexDirManager::deleteOtherFile() {
-    if (m_nDiskType != 2 || m_pDiskManager == nullptr) return 1;
+    if (m_nDiskType != 2 || diskManager() == nullptr) return 1;
     NS_IndexDirManager::printLine("delete otherIndexFile begin");
     std::vector<std::string> names;
-    m_pDiskManager->getFileList(m_strIndexPath.c_str(), names, "*", 0);
+    diskManager()->getFileList(m_strIndexPath.c_str(), names, "*", 0);
     for (std::string const& name : names) {
         if (isIndexFile(name)) continue;
         std::string path = m_strIndexPath + "/" + name;
         print("IndexDirManager::deleteOtherFile %s\n", path.c_str());
-        m_pDiskManager->deleteFile(path.c_str());
+        diskManager()->deleteFile(path.c_str());
     }
     return 1;
 }
@@ -109,20 +109,20 @@ int IndexDirManager::allocateIndexFile(int maxFiles) {
     if (made == 0) return 0;
     // The renames of the fill are made durable once, before any file of it
     // is listed and handed out.
-    m_pDiskManager->syncDir(m_strIndexPath.c_str());
+    diskManager()->syncDir(m_strIndexPath.c_str());
     OV_LOCK_GUARD(guard, m_mutex);
     if (m_fileList.empty()) fillFilelist();
     return made;
 }
 
 bool IndexDirManager::fillEmptyIndexFile(int n) {
-    if (m_pDiskManager == nullptr) return false;
+    if (diskManager() == nullptr) return false;
     std::string filling = m_strIndexPath + "/" + NS_IndexDirManager::kFillingName;
     std::string path = m_strIndexPath + "/" + createFileName(n);
-    if (m_pDiskManager->createFilledFile(filling.c_str(), m_nFileSize, kIndexFileFill) == 0 &&
-        m_pDiskManager->renameFile(filling.c_str(), path.c_str()) != 0)
+    if (diskManager()->createFilledFile(filling.c_str(), m_nFileSize, kIndexFileFill) == 0 &&
+        diskManager()->renameFile(filling.c_str(), path.c_str()) != 0)
         return true;
-    m_pDiskManager->deleteFile(filling.c_str());
+    diskManager()->deleteFile(filling.c_str());
     return false;
 }
 
@@ -146,37 +146,37 @@ int IndexDirManager::createIndexFile(std::string const& target) {
 }
 
 bool IndexDirManager::createFile(std::string const& target) {
-    if (m_pDiskManager == nullptr) return false;
+    if (diskManager() == nullptr) return false;
     while (!m_fileList.empty()) {
         std::string path = m_strIndexPath + "/" + m_fileList.front();
         m_fileList.erase(m_fileList.begin());
         // Made anew, all 0xFF: a file that came back holds a reclaimed day.
-        if (m_pDiskManager->createFilledFile(path.c_str(), m_nFileSize, kIndexFileFill) != 0) continue;
-        if (m_pDiskManager->renameFile(path.c_str(), target.c_str()) == 0) continue;
+        if (diskManager()->createFilledFile(path.c_str(), m_nFileSize, kIndexFileFill) != 0) continue;
+        if (diskManager()->renameFile(path.c_str(), target.c_str()) == 0) continue;
         // The day's entries go into it at once: a rename lost at a power cut
         // would put them back in the pool, to be blanked for another day, and
         // a file system without a journal could keep both names. A file that
         // can't be made durable in its folder goes back.
-        if (m_pDiskManager->syncDir(NS_IndexDirManager::folderOf(target).c_str()) &&
-            m_pDiskManager->syncDir(m_strIndexPath.c_str())) {
+        if (diskManager()->syncDir(NS_IndexDirManager::folderOf(target).c_str()) &&
+            diskManager()->syncDir(m_strIndexPath.c_str())) {
             print("IndexDirManager::createFile:%s move to %s successfully!\n", path.c_str(), target.c_str());
             return true;
         }
-        m_pDiskManager->renameFile(target.c_str(), path.c_str());
+        diskManager()->renameFile(target.c_str(), path.c_str());
     }
     return false;
 }
 
 bool IndexDirManager::deleteIndexFile(std::string const& sourcePath, std::string const& name) {
-    if (m_pDiskManager == nullptr) return false;
+    if (diskManager() == nullptr) return false;
     std::string target = m_strIndexPath + "/" + name;
-    if (m_pDiskManager->renameFile(sourcePath.c_str(), target.c_str()) == 0) {
+    if (diskManager()->renameFile(sourcePath.c_str(), target.c_str()) == 0) {
         print("move %s to %s fialed and nErrno =%d\n", sourcePath.c_str(), target.c_str(), errno);
         return false;
     }
     // Back in the pool for good before its date folder goes: after a power
     // cut it must not stand in both, or in a folder that is gone.
-    m_pDiskManager->syncDir(m_strIndexPath.c_str());
+    diskManager()->syncDir(m_strIndexPath.c_str());
     OV_LOCK_GUARD(guard, m_mutex);
     m_fileList.push_back(name);
     return true;

@@ -1,6 +1,7 @@
 #ifndef DIRECTORY_INDEXDIRMANAGER_H
 #define DIRECTORY_INDEXDIRMANAGER_H
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,11 @@ public:
     static constexpr int kListLimit = 100;
 
 private:
-    IDiskManager* m_pDiskManager = nullptr;  // process-lived, not owned; set by init
+    IDiskManager* diskManager() const { return m_pDiskManager.load(); }
+
+    // Process-lived, not owned; set by init, which a failed disk repeats
+    // while other threads read it.
+    std::atomic<IDiskManager*> m_pDiskManager{nullptr};
     int m_nFileSize;
     std::string m_strIndexPath;
     bool m_bReady = false;               // guarded by m_mutex
