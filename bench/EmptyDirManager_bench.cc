@@ -1,7 +1,8 @@
 // Preallocating a record pool: 1 GiB as 16 files of 64 MiB through
-// EmptyDirManager::allocRecordSpace, beside fallocate(2) of one 1 GiB file in
-// the same folder, bare and followed by the syncs the pool makes per file
-// (fdatasync, folder fsync). Goal: the pool within 2x of fallocate.
+// EmptyDirManager::allocRecordSpace, beside `fallocate -l 1G` of one file in
+// the same folder, as the command and as the bare fallocate(2) call (alone,
+// and followed by the syncs the pool makes per file: fdatasync, folder
+// fsync). Goal: the pool within 2x of the command.
 //
 // The folder is $RECSTORE_BENCH_DIR, else $TMPDIR, else /tmp; a folder on
 // tmpfs is refused, as it has no blocks to reserve. RECSTORE_BENCH_ITERATIONS
@@ -9,7 +10,9 @@
 #include <benchmark/benchmark.h>
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/vfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -99,3 +102,27 @@ void BM_FallocateOneFile(benchmark::State& state) {
 BENCHMARK(BM_FallocateOneFile)->ArgName("synced")->Arg(0)->Arg(1)->Apply(rounds);
 
 }  // namespace
+
+extern "C" char** environ;
+
+// The command as a shell user runs it, its start included.
+void BM_FallocateCommand(benchmark::State& state) {
+    std::string const folder = makeFolder(state);
+    if (folder.empty()) return;
+    std::string path = folder + "/one";
+    char* argv[] = {const_cast<char*>("fallocate"), const_cast<char*>("-l"), const_cast<char*>("1G"), &path[0], nullptr};
+    for (auto _ : state) {
+        state.PauseTiming();
+        ::unlink(path.c_str());
+        disk()->syncDir(folder.c_str());
+        state.ResumeTiming();
+        pid_t child = 0;
+        int status = 0;
+        if (posix_spawnp(&child, "fallocate", nullptr, nullptr, argv, environ) != 0 ||
+            ::waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+            state.SkipWithError("fallocate command failed");
+    }
+    disk()->deleteFile(folder.c_str(), true);
+    state.SetBytesProcessed(state.iterations() * kTotal);
+}
+BENCHMARK(BM_FallocateCommand)->Apply(rounds);

@@ -11,6 +11,7 @@
 #include "foundation/StorageParameterManage.h"
 #include "host/DiskManagerFactory.h"
 #include "host/GlobalEnv.h"
+#include "host/Logger.h"
 
 namespace NS_EmptyDirManager {
 
@@ -19,6 +20,9 @@ namespace NS_EmptyDirManager {
 // never leave a short file under a pool name, which would be handed out as
 // a whole segment. The name does not parse as a pool file.
 char const* const kFillingName = "filling";
+// Pool files made between two syncs: few enough that a power cut costs little
+// refilling, enough that a fill pays one commit per batch, not per file.
+constexpr int kSyncBatch = 16;
 
 void print(char const* format, ...) {
     if (!GlobalEnv::getInstance()->getPrintFlag()) return;
@@ -181,31 +185,50 @@ int EmptyDirManager::allocRecordSpace() {
     int const first = getMaxFileId();
     int const n = maxNumber - first;
     int made = 0;
-    while (made < n && !m_bStopFlag && fillEmptyFile(first + made + 1) == 1) ++made;
-    // Each file's creation syncs the folder, and with it the rename of the
-    // file before; the last rename needs a sync of its own.
-    if (made > 0 && diskManager() != nullptr) diskManager()->syncDir(m_strEmptyPath.c_str());
+    int synced = 0;
+    bool durable = true;
+    while (made < n && !m_bStopFlag && fillEmptyFile(first + made + 1) == 1) {
+        ++made;
+        if (made - synced == NS_EmptyDirManager::kSyncBatch) {
+            durable = syncFilled(first + synced + 1, first + made) && durable;
+            synced = made;
+        }
+    }
+    if (made > synced) durable = syncFilled(first + synced + 1, first + made) && durable;
+    if (!durable) Logger::writeLog("EmptyDirManager", "pool files made but not synced", __FILE__, __LINE__);
     if (made < n && m_bStopFlag) return 0;
     m_bCreating = false;
     return done + made;
 }
 
+// One commit for a batch: the files' blocks, then the folder with their
+// names. Lost at a power cut, a batch leaves at most "filling" and a lower
+// max id, from which the next init numbers on.
+bool EmptyDirManager::syncFilled(int from, int to) {
+    IDiskManager* disk = diskManager();
+    if (disk == nullptr) return false;
+    bool ok = true;
+    for (int id = from; id <= to; ++id)
+        ok = disk->syncFile((m_strEmptyPath + "/" + createEmptyFileName(m_strDeviceId, id)).c_str()) && ok;
+    return disk->syncDir(m_strEmptyPath.c_str()) && ok;
+}
+
 int EmptyDirManager::createEmptyFile(int id) {
     if (!m_bReady || id < getMaxFileId() || fillEmptyFile(id) == 0) return 0;
-    diskManager()->syncDir(m_strEmptyPath.c_str());
+    syncFilled(id, id);
     return 1;
 }
 
 // The pool mutex is not held while the blocks are reserved: handing out a
-// file must not wait for a fill. The rename is not synced here: lost at a
-// power cut, it leaves "filling", which the next init deletes, and the
-// number is made again.
+// file must not wait for a fill. Neither the blocks nor the rename are synced
+// here but by batch (syncFilled): lost at a power cut, a file leaves
+// "filling", which the next init deletes, and the number is made again.
 int EmptyDirManager::fillEmptyFile(int id) {
     IDiskManager* disk = m_pDiskManager;
     if (disk == nullptr) return 0;
     std::string path = m_strEmptyPath + "/" + createEmptyFileName(m_strDeviceId, id);
     std::string filling = m_strEmptyPath + "/" + NS_EmptyDirManager::kFillingName;
-    if (disk->createSizedFile(filling.c_str(), m_nFileSize, 0) != 0 ||
+    if (disk->createSizedFile(filling.c_str(), m_nFileSize, IDiskManager::kDeferSync) != 0 ||
         disk->renameFile(filling.c_str(), path.c_str()) == 0) {
         disk->deleteFile(filling.c_str());
         return 0;

@@ -86,6 +86,8 @@ public:
     int createFile(std::string const& target);
 
 private:
+    // Makes pool files from..to and their names durable; false if any sync failed.
+    bool syncFilled(int from, int to);
     int deleteOtherEmptyFile();
     int getTotalFileNumber_Privite();
     static int calcMaxFileId(std::map<int, std::string> const& files);

@@ -203,7 +203,7 @@ int DiskManager::isFileExist(char const* path) {
     return ::stat(path, &info) == 0 ? 1 : 0;
 }
 
-int DiskManager::createSizedFile(char const* path, long long size, int) {
+int DiskManager::createSizedFile(char const* path, long long size, int flag) {
     if (path == nullptr || size < 0) return -1;
     int fd = ::open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0) return -1;
@@ -220,14 +220,15 @@ int DiskManager::createSizedFile(char const* path, long long size, int) {
             ok = result == 0;
         }
     }
+    bool const defer = (flag & kDeferSync) != 0;
     if (ok) ok = ::ftruncate(fd, static_cast<off_t>(size)) == 0;
-    if (ok) ok = ::fdatasync(fd) == 0;
+    if (ok && !defer) ok = ::fdatasync(fd) == 0;
     ::close(fd);
     if (!ok) {
         ::unlink(path);
         return -1;
     }
-    syncParentOf(path);
+    if (!defer) syncParentOf(path);
     return 0;
 }
 
@@ -253,6 +254,14 @@ int DiskManager::createFilledFile(char const* path, long long size, unsigned cha
 }
 
 bool DiskManager::syncDir(char const* path) { return path != nullptr && NS_DiskManager::syncFolder(path); }
+
+bool DiskManager::syncFile(char const* path) {
+    if (path == nullptr) return false;
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    bool ok = ::fdatasync(fd) == 0;
+    return ::close(fd) == 0 && ok;
+}
 
 bool DiskManager::syncParentOf(char const* path) {
     if (path == nullptr) return false;

@@ -23,6 +23,7 @@ public:
     int isDirExist(char const* path) override;
     int createFilledFile(char const* path, long long size, unsigned char fill) override;
     bool syncDir(char const* path) override;
+    bool syncFile(char const* path) override;
 
     // Syncs the folder that holds `path`, so that its entry outlives a power
     // cut. true on success.

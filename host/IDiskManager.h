@@ -44,10 +44,15 @@ public:
     // 1 if something exists at `path`, else 0.
     virtual int isFileExist(char const* path) = 0;
     // A file of exactly `size` bytes whose blocks are really allocated
-    // (posix_fallocate, else zeros written), synced with its folder; a file
-    // already there is replaced. `flag` is unused.
+    // (fallocate, else zeros written), synced with its folder; a file already
+    // there is replaced. With `flag` kDeferSync nothing is synced: the caller
+    // makes a batch durable at once (syncFile, syncDir), one commit for all.
     // 0 on success; on failure negative, and no partial file is left.
     virtual int createSizedFile(char const* path, long long size, int flag) = 0;
+    static constexpr int kDeferSync = 1;
+    // Makes the data and size of the file at `path` durable (fdatasync);
+    // true on success.
+    virtual bool syncFile(char const* path) = 0;
     // Non-zero if `path` is a folder, 0 if missing or not a folder.
     virtual int isDirExist(char const* path) = 0;
     // A file of exactly `size` bytes, every byte `fill`, written out and

@@ -159,6 +159,7 @@ TEST_F(EmptyDirManagerTest, FilledAndHandedOutFilesSurviveAPowerCut) {
     ASSERT_EQ(2, empty->allocRecordSpace());
     plan->powerCut();
     EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00002", "NVR_00003"}), names());
+    for (std::string const& name : names()) EXPECT_EQ(kSize, static_cast<long long>(fs::file_size(m_strPool + "/" + name)));
     SafePointer<RecordFileInfo> file = request();
     plan->failSyncDirAt(1);
     ASSERT_EQ(1, empty->createFileEx(file));
@@ -169,6 +170,7 @@ TEST_F(EmptyDirManagerTest, FilledAndHandedOutFilesSurviveAPowerCut) {
     ASSERT_EQ(1, empty->createEmptyFile(4));
     plan->powerCut();
     EXPECT_EQ((std::set<std::string>{"NVR_00001", "NVR_00003", "NVR_00004"}), names());
+    EXPECT_EQ(kSize, static_cast<long long>(fs::file_size(m_strPool + "/NVR_00004")));
 
     fs::remove_all(m_strPool);
     plan->failCreateDirAt(1);

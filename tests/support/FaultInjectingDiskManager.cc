@@ -91,12 +91,20 @@ int FaultInjectingDiskManager::createSizedFile(char const* path, long long size,
     if (m_pPlan->diskOpFails("createSizedFile") || m_pPlan->isDiskFull()) return -1;
     long long fits = m_pPlan->takeSpace(size);
     if (fits < size) {
-        if (m_real.createSizedFile(path, fits, flag) == 0) m_pPlan->noteFolderSynced(folderOf(path));
+        if (m_real.createSizedFile(path, fits, flag) == 0 && (flag & kDeferSync) == 0)
+            m_pPlan->noteFolderSynced(folderOf(path));
         return -1;
     }
     int result = m_real.createSizedFile(path, size, flag);
-    if (result == 0) m_pPlan->noteFolderSynced(folderOf(path));
-    return result;
+    if (result != 0) return result;
+    if ((flag & kDeferSync) == 0) {
+        m_pPlan->noteFolderSynced(folderOf(path));
+    } else {
+        auto lock = m_pPlan->lockShadows();
+        FaultPlan::FileKey key;
+        if (m_pPlan->noteOpened(path, key)) m_pPlan->noteNothingDurable(key);
+    }
+    return 0;
 }
 
 int FaultInjectingDiskManager::isDirExist(char const* path) {
@@ -115,6 +123,14 @@ int FaultInjectingDiskManager::createFilledFile(char const* path, long long size
     int result = m_real.createFilledFile(path, size, fill);
     if (result == 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;
+}
+
+bool FaultInjectingDiskManager::syncFile(char const* path) {
+    if (m_pPlan->isVanished() || m_pPlan->diskOpFails("syncFile") || !m_real.syncFile(path)) return false;
+    auto lock = m_pPlan->lockShadows();
+    FaultPlan::FileKey key;
+    if (m_pPlan->noteOpened(path, key)) m_pPlan->noteFlushed(key);
+    return true;
 }
 
 bool FaultInjectingDiskManager::syncDir(char const* path) {

@@ -32,6 +32,7 @@ public:
     int isDirExist(char const* path) override;
     int createFilledFile(char const* path, long long size, unsigned char fill) override;
     bool syncDir(char const* path) override;
+    bool syncFile(char const* path) override;
 
 private:
     std::shared_ptr<FaultPlan> m_pPlan;

@@ -211,6 +211,13 @@ void FaultPlan::noteFlushed(FileKey const& key) {
     found->second.m_nDurableLength = found->second.m_pFile->getLength();
 }
 
+void FaultPlan::noteNothingDurable(FileKey const& key) {
+    auto found = m_shadows.find(key);
+    if (found == m_shadows.end()) return;
+    found->second.m_undo.clear();
+    found->second.m_nDurableLength = 0;
+}
+
 void FaultPlan::powerCut() {
     std::lock_guard<std::mutex> lock(m_shadowMutex);
     powerCutLocked();

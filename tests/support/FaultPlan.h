@@ -113,6 +113,9 @@ public:
     void noteWrite(FileKey const& key, long long offset, int length);
     // The file's current contents are durable. Shadow lock held.
     void noteFlushed(FileKey const& key);
+    // Nothing of the file is durable yet (made without a sync): a power cut
+    // leaves it empty. Shadow lock held.
+    void noteNothingDurable(FileKey const& key);
 
 private:
     void failDiskOpAt(char const* op, int n);
