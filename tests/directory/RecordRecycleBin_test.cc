@@ -16,14 +16,13 @@
 namespace {
 
 std::string const kDay = "record/NVR_10.0.0.7_1/2024-01-30/";
-constexpr long long kBegin = 1706691600LL;  // 2024-01-31 09:00:00 UTC
+std::string const kUnnumbered = "NVR_10.0.0.7_1_20240130090000.ts";
 
 std::string numbered(int number) {
     char name[64];
     std::snprintf(name, sizeof(name), "%05d-NVR_10.0.0.7_1_202401300%d0000.ts", number, number % 10);
     return name;
 }
-std::string const kUnnumbered = "NVR_10.0.0.7_1_20240130090000.ts";
 
 class RecordRecycleBinTest : public ::testing::Test {
 protected:
@@ -40,8 +39,8 @@ protected:
     bool reclaim(RecordRecycleBin& bin, std::string const& name) {
         return m_dir.writeFile(kDay + name, name + " bytes") && bin.deleteFile(m_dir.path(kDay + name), name);
     }
-    // A new file wanted by camera 2 today.
-    SafePointer<RecordFileInfo> request() {
+    // A new file for camera 2 at 2024-01-31 09:00:00, from the bin.
+    SafePointer<RecordFileInfo> reissue(RecordRecycleBin& bin, bool expected = true) {
         SafePointer<RecordFileInfo> file(new RecordFileInfo());
         RecordDirInfoEx info;
         info.setRecordRootDir(m_dir.root());
@@ -50,7 +49,8 @@ protected:
         file->setDeviceIP("10.0.0.7");
         file->setCameraId(2);
         file->setRecordDate("2024-01-31");
-        file->setRecordBeginTime(kBegin);
+        file->setRecordBeginTime(1706691600LL);
+        EXPECT_EQ(expected, bin.createFileEx(file));
         return file;
     }
 
@@ -58,7 +58,7 @@ protected:
     HostRootGuard m_root;
 };
 
-// Each move is durable at once: a power cut keeps it.
+// Each move is durable when it returns: a power cut keeps it.
 TEST_F(RecordRecycleBinTest, ReclaimedFileIsReissuedByRenameUnderItsNumberWithItsBytes) {
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
@@ -68,17 +68,15 @@ TEST_F(RecordRecycleBinTest, ReclaimedFileIsReissuedByRenameUnderItsNumberWithIt
     plan->powerCut();
     EXPECT_FALSE(m_dir.exists(kDay + numbered(12)));
     EXPECT_EQ(1, bin.getFileNumber());
-    SafePointer<RecordFileInfo> file = request();
-    EXPECT_FALSE(bin.createFileEx(file));  // not usable yet: nothing moves
-    EXPECT_EQ(numbered(12) + " bytes", m_dir.readFile("record/recycleBin/" + numbered(12)));
+    reissue(bin, false);  // not usable yet: nothing moves
     bin.setUsableFlag(true);
-    ASSERT_TRUE(bin.createFileEx(file));
+    SafePointer<RecordFileInfo> file = reissue(bin);
     plan->powerCut();
     EXPECT_EQ(12, file->getFileNumber());
     EXPECT_EQ("00012-NVR_10.0.0.7_2_20240131090000.ts", file->getRecordFileName());
     EXPECT_EQ(numbered(12) + " bytes", TempDir::readWhole(file->createRecordFileName()));
     EXPECT_FALSE(bin.hasFreeFile());
-    EXPECT_FALSE(bin.createFileEx(file));  // empty, and still empty on the second look
+    reissue(bin, false);  // empty, and still empty on the second look
     EXPECT_EQ(0, bin.getFileNumber(0));
 }
 
@@ -89,21 +87,14 @@ TEST_F(RecordRecycleBinTest, FirstNameFixesTheStyleAndAStaleMapIsListedAgain) {
     ASSERT_TRUE(reclaim(bin, numbered(3)));  // moved, but of the other style
     EXPECT_EQ(1, bin.getFileNumber());
     EXPECT_EQ(2, bin.getFileNumber(0));
-    // A fresh bin lists numbered names first: that style wins there.
-    RecordRecycleBin listed(1, m_dir.path("record"));
+    RecordRecycleBin listed(1, m_dir.path("record"));  // lists numbered names first
     ASSERT_EQ(1, listed.init(0, 0));
     EXPECT_EQ(1, listed.getFileNumber());
     listed.setUsableFlag(true);
-    SafePointer<RecordFileInfo> file = request();
-    ASSERT_TRUE(listed.createFileEx(file));
-    EXPECT_EQ(3, file->getFileNumber());
-    // Another bin object moves a file in behind this one's back.
-    ASSERT_TRUE(reclaim(bin, numbered(5)));
+    EXPECT_EQ(3, reissue(listed)->getFileNumber());
+    ASSERT_TRUE(reclaim(bin, numbered(5)));  // behind the back of `listed`
     EXPECT_FALSE(listed.hasFreeFile());
-    file = request();
-    file->setRecordBeginTime(kBegin + 60);
-    ASSERT_TRUE(listed.createFileEx(file));
-    EXPECT_EQ(5, file->getFileNumber());
+    EXPECT_EQ(5, reissue(listed)->getFileNumber());
 }
 
 TEST_F(RecordRecycleBinTest, UseModeOnePicksTheLowestRandomModeAnyAndCleanSpaceDeletesLowestFirst) {
@@ -119,8 +110,7 @@ TEST_F(RecordRecycleBinTest, UseModeOnePicksTheLowestRandomModeAnyAndCleanSpaceD
             ASSERT_EQ(1, bin.init(0, 0));
             for (int number = 1; number <= 5 && bin.getFileNumber() < 5; ++number) reclaim(bin, numbered(number));
             bin.setUsableFlag(true);
-            SafePointer<RecordFileInfo> file = request();
-            ASSERT_TRUE(bin.createFileEx(file));
+            SafePointer<RecordFileInfo> file = reissue(bin);
             picked.insert(file->getFileNumber());
             ASSERT_TRUE(bin.deleteFile(file->createRecordFileName(), file->getRecordFileName()));
         }
@@ -133,9 +123,7 @@ TEST_F(RecordRecycleBinTest, UseModeOnePicksTheLowestRandomModeAnyAndCleanSpaceD
     EXPECT_EQ(2, bin.getFileNumber());
     EXPECT_EQ(2, bin.getFileNumber(0));
     bin.setUsableFlag(true);
-    SafePointer<RecordFileInfo> file = request();
-    ASSERT_TRUE(bin.createFileEx(file));
-    EXPECT_EQ(4, file->getFileNumber());
+    EXPECT_EQ(4, reissue(bin)->getFileNumber());
 }
 
 }  // namespace
