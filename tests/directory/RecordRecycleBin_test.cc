@@ -98,31 +98,29 @@ TEST_F(RecordRecycleBinTest, FirstNameFixesTheStyleAndAStaleMapIsListedAgain) {
 }
 
 TEST_F(RecordRecycleBinTest, UseModeOnePicksTheLowestRandomModeAnyAndCleanSpaceDeletesLowestFirst) {
-    HostClock::freeze();
+    HostClock::freeze();  // init seeds the random pick from the clock
+    RecordRecycleBin bin(1, m_dir.path("record"));
+    ASSERT_EQ(1, bin.init(0, 0));
+    for (int number = 1; number <= 5; ++number) ASSERT_TRUE(reclaim(bin, numbered(number)));
     for (int mode : {1, -1}) {
         std::filesystem::create_directories(m_root.root() + "/hd1/program/config");
         std::ofstream(m_root.root() + "/hd1/program/config/storageparam.ini") << "RecordFileUseMode=" << mode << "\n";
         ASSERT_TRUE(StorageParameterManage::getInstance()->initStorageParameter());
+        ASSERT_EQ(1, bin.init(0, 0));
+        bin.setUsableFlag(true);
         std::set<int> picked;
         for (int round = 0; round < 8; ++round) {
-            HostClock::shift(1);  // init seeds the pick from the clock
-            RecordRecycleBin bin(1, m_dir.path("record"));
-            ASSERT_EQ(1, bin.init(0, 0));
-            for (int number = 1; number <= 5 && bin.getFileNumber() < 5; ++number) reclaim(bin, numbered(number));
-            bin.setUsableFlag(true);
             SafePointer<RecordFileInfo> file = reissue(bin);
             picked.insert(file->getFileNumber());
             ASSERT_TRUE(bin.deleteFile(file->createRecordFileName(), file->getRecordFileName()));
         }
         EXPECT_EQ(mode == 1, picked == std::set<int>{1}) << "mode " << mode;
     }
-    StorageParameterManage::getInstance()->resetStorageParameter();
-    RecordRecycleBin bin(1, m_dir.path("record"));
-    ASSERT_EQ(1, bin.init(0, 0));
     EXPECT_EQ(3, bin.cleanSpace(3));
     EXPECT_EQ(2, bin.getFileNumber());
     EXPECT_EQ(2, bin.getFileNumber(0));
-    bin.setUsableFlag(true);
+    StorageParameterManage::getInstance()->resetStorageParameter();
+    ASSERT_EQ(1, bin.init(0, 0));
     EXPECT_EQ(4, reissue(bin)->getFileNumber());
 }
 
