@@ -41,14 +41,6 @@ int EarliestFileDeleteHandler::deleteFile(std::string const& date, long long nBe
         }
         return -2;
     }
-    // A damaged entry may name anything, the day's index file included:
-    // only a record file of this folder is moved, and an entry naming none
-    // has no file to keep.
-    std::string const& extension = BasicTool::kRecordFileExtension;
-    if (name.find('/') != std::string::npos || name.size() <= extension.size() ||
-        name.compare(name.size() - extension.size(), extension.size(), extension) != 0) {
-        return 0;
-    }
     if (m_recycleBin.get() == nullptr || m_pDiskManager == nullptr) return -1;
     std::string path = dirPath + BasicTool::kSeparator + name;
     if (m_recycleBin->deleteFile(path, name)) return 0;

@@ -60,12 +60,21 @@ bool RecordRecycleBin::isNumberedFile(std::string const& name) {
     return !name.empty() && name.find('-') != std::string::npos;
 }
 
+bool RecordRecycleBin::isRecordFileName(std::string const& name) {
+    std::string const& extension = BasicTool::kRecordFileExtension;
+    std::string::size_type at = name.rfind(extension);
+    if (at == std::string::npos || at == 0 || name.find('/') != std::string::npos) return false;
+    std::string tail = name.substr(at + extension.size());
+    return tail.empty() || tail == BasicTool::kLockedSuffix;
+}
+
 bool RecordRecycleBin::getNumberOf(std::string const& name, int& number) {
     std::string::size_type dash = name.find('-');
     return dash != std::string::npos && DataConverter::convert<int>(name.substr(0, dash), number);
 }
 
 bool RecordRecycleBin::deleteFile(std::string const& sourcePath, std::string const& name) {
+    if (!isRecordFileName(name)) return false;
     std::string target = m_strBinPath + BasicTool::kSeparator + name;
     if (!NS_RecordRecycleBin::moveDurably(m_pDiskManager, sourcePath, target)) return false;
     OV_LOCK_GUARD(guard, m_binMutex);
@@ -81,7 +90,7 @@ bool RecordRecycleBin::deleteFile(std::string const& dir, std::vector<std::strin
     for (std::string const& name : names) {
         std::string from = dir + BasicTool::kSeparator + name;
         std::string to = m_strBinPath + BasicTool::kSeparator + name;
-        if (disk->renameFile(from.c_str(), to.c_str()) != 0) moved.push_back(name);
+        if (isRecordFileName(name) && disk->renameFile(from.c_str(), to.c_str()) != 0) moved.push_back(name);
     }
     // One folder sync for the batch; without it the moves are put back, as
     // moveDurably does for one file.

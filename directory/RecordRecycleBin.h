@@ -41,9 +41,13 @@ public:
     void setUsableFlag(bool bFlag) { m_bUsable = bFlag; }
     int initFileLength() { return 1; }
     static bool isNumberedFile(std::string const& name);
+    // A bare record file name, "*.ts" or locked "*.ts&": nothing else may
+    // enter the bin, which would hand it out as a record file. A damaged
+    // index entry may name anything, the day's index file included.
+    static bool isRecordFileName(std::string const& name);
 
-    // Moves the file at sourcePath (named name) into the bin; true when it
-    // is there, durable in the bin's folder.
+    // Moves the record file at sourcePath (named name) into the bin; true
+    // when it is there, durable in the bin's folder.
     bool deleteFile(std::string const& sourcePath, std::string const& name);
     // Moves the named files of dir in; true when all went.
     bool deleteFile(std::string const& dir, std::vector<std::string> const& names);

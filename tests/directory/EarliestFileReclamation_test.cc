@@ -130,7 +130,7 @@ TEST_F(EarliestFileTest, OneRunFreesTwoHoursFromItsFirstFileAndNeverTodaysLastTw
     EXPECT_TRUE(inPlace(today));
     EXPECT_EQ(1, entries(today));
     // A damaged entry naming the day's index file: nothing moves.
-    EXPECT_EQ(0, handler->deleteFile("2024-01-30", kEight, files[3]->getDateDir(), "NVR_10.0.0.7_1_2024-01-30.index"));
+    EXPECT_EQ(-1, handler->deleteFile("2024-01-30", kEight, files[3]->getDateDir(), "NVR_10.0.0.7_1_2024-01-30.index"));
     EXPECT_EQ(1, entries(files[3]));
 }
 
