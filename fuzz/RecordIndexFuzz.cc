@@ -23,6 +23,7 @@
 #include "directory/EarliestFileDeleteHandler.h"
 #include "directory/EarliestFileInfoList.h"
 #include "directory/RecordOutDateFileHandler.h"
+#include "directory/RecordRecycleBin.h"
 #include "foundation/RecordDirInfoEx.h"
 #include "host/HostPaths.h"
 #include "index/RecordFileIndexNodeInfo.h"
@@ -331,6 +332,11 @@ void changeFile(RecordIndexFileParserEx& parser, RecordDirInfoEx const& info, st
     outDate->setFileDeleteTime(1000);
     outDate->setDeleteFileFlag(false);
     FUZZ_CHECK(parser.deleteOutDateFile(outDate) == 1);
+    // Entries may name anything: nothing but record files may go to the bin.
+    SafePointer<RecordRecycleBin> bin(new RecordRecycleBin(info.getDiskType(), info.getRecordRootDir() + "/record"));
+    bin->init(0, 0);
+    SafePointer<EarliestFileDeleteHandler> earliest(new EarliestFileDeleteHandler(bin, info));
+    FUZZ_CHECK(parser.deleteEarliestRecordFile(earliest) == 1);
     FUZZ_CHECK(parser.getFileNumber() >= 0);
 }
 
