@@ -12,8 +12,11 @@ namespace NS_EarliestFileDeleteHandler {
 constexpr long long kGuardSeconds = 7200;
 }  // namespace NS_EarliestFileDeleteHandler
 
-EarliestFileDeleteHandler::EarliestFileDeleteHandler(RecordDirInfoEx const& dirInfo)
-    : m_dirInfo(dirInfo) {
+EarliestFileDeleteHandler::EarliestFileDeleteHandler(SafePointer<RecordRecycleBin>& bin,
+                                                     RecordDirInfoEx const& dirInfo)
+    : m_recycleBin(bin),
+      m_dirInfo(dirInfo),
+      m_pDiskManager(DiskManagerFactory::getDiskManager(dirInfo.getDiskType(), dirInfo.getFileSystemFormat())) {
     long long now = OrvaneTime::currentTime().getSeconds();
     m_nGuardTime = now - NS_EarliestFileDeleteHandler::kGuardSeconds;
     m_strToday = BasicTool::getDateString(now);
@@ -25,10 +28,10 @@ void EarliestFileDeleteHandler::clear() {
     m_nFirstTime = 0;
 }
 
-int EarliestFileDeleteHandler::deleteFile(std::string const&, long long nBeginTime,
+int EarliestFileDeleteHandler::deleteFile(std::string const& date, long long nBeginTime,
                                           std::string const& dirPath, std::string const& name) {
     // An active recording and a short disk must not eat each other's present.
-    if (BasicTool::getDateString(nBeginTime) == m_strToday && nBeginTime > m_nGuardTime) return -1;
+    if (date == m_strToday && nBeginTime > m_nGuardTime) return -1;
     if (m_nFirstTime == 0) {
         m_nFirstTime = nBeginTime;
     } else if (nBeginTime - m_nFirstTime > NS_EarliestFileDeleteHandler::kGuardSeconds) {
@@ -38,10 +41,11 @@ int EarliestFileDeleteHandler::deleteFile(std::string const&, long long nBeginTi
         }
         return -2;
     }
-    IDiskManager* manager =
-        DiskManagerFactory::getDiskManager(m_dirInfo.getDiskType(), m_dirInfo.getFileSystemFormat());
-    if (manager == nullptr) return -1;
+    if (m_recycleBin.get() == nullptr || m_pDiskManager == nullptr) return -1;
     std::string path = dirPath + BasicTool::kSeparator + name;
-    if (manager->deleteFile(path.c_str())) return 0;
-    return manager->isFileExist(path.c_str()) ? -1 : 0;
+    if (m_recycleBin->deleteFile(path, name)) return 0;
+    // Gone already (a power cut after an earlier move into the bin, before
+    // the entry was painted): the entry must go, or it holds the oldest
+    // place for ever.
+    return m_pDiskManager->isFileExist(path.c_str()) == 1 ? -1 : 0;
 }

@@ -1,8 +1,53 @@
 #include "directory/EarliestFileInfoList.h"
 
+#include "foundation/BasicTool.h"
 #include "foundation/OVMutexManager.h"
+#include "host/OrvaneTime.h"
 
-EarliestFileInfoList::EarliestFileInfoList(int nMaxCount) : m_nMaxCount(nMaxCount) {}
+namespace NS_EarliestFileInfoList {
+constexpr long long kSecondsPerDay = 86400;
+}  // namespace NS_EarliestFileInfoList
+
+EarliestFileInfoList::EarliestFileInfoList(int nMaxCount)
+    : m_nMaxCount(nMaxCount), m_nNow(OrvaneTime::currentTime().getSeconds()) {}
+
+void EarliestFileInfoList::setRecordDirPolicyList(std::vector<RecordDeviceDirPolicy> const& policies) {
+    OV_LOCK_GUARD(guard, m_listMutex);
+    m_policyList = policies;
+    m_nPolicyCursor = 0;
+}
+
+bool EarliestFileInfoList::isSameFileInfo(SafePointer<RecordFileInfo> const& a,
+                                          SafePointer<RecordFileInfo> const& b) {
+    return a.get() != nullptr && b.get() != nullptr && a->isSameRecordSegment(*b);
+}
+
+bool EarliestFileInfoList::isInContion(SafePointer<RecordFileInfo> const& file) {
+    if (file.get() == nullptr) return false;
+    OV_LOCK_GUARD(guard, m_listMutex);
+    return isInContionLocked(*file);
+}
+
+bool EarliestFileInfoList::isInContionLocked(RecordFileInfo const& file) {
+    size_t count = m_policyList.size();
+    if (count == 0) return true;
+    std::string ip = BasicTool::getFileNameIP(file.getDeviceIP());
+    // From the last hit on: one device's files come in runs.
+    for (size_t step = 0; step < count; ++step) {
+        size_t at = (m_nPolicyCursor + step) % count;
+        RecordDeviceDirPolicy const& policy = m_policyList[at];
+        RecordDeviceInfo const& device = policy.getRecordDeviceInfo();
+        if (device.getDeviceId() != file.getDeviceId() || device.getCameraId() != file.getCameraId() ||
+            BasicTool::getFileNameIP(device.getDeviceIP()) != ip) {
+            continue;
+        }
+        m_nPolicyCursor = at;
+        if (policy.isCycleWrite()) return true;
+        long long keep = static_cast<long long>(policy.getRecordSaveDays()) * NS_EarliestFileInfoList::kSecondsPerDay;
+        return keep < m_nNow - file.getRecordBeginTime();
+    }
+    return false;
+}
 
 int EarliestFileInfoList::getFileCount() const {
     OV_LOCK_GUARD(guard, m_listMutex);
@@ -36,6 +81,7 @@ void EarliestFileInfoList::sort() {
 void EarliestFileInfoList::update(SafePointer<RecordFileInfo> const& file) {
     if (file.get() == nullptr) return;
     OV_LOCK_GUARD(guard, m_listMutex);
+    if (!isInContionLocked(*file)) return;
     long long begin = file->getRecordBeginTime();
     if (static_cast<int>(m_fileList.size()) < m_nMaxCount) {
         m_fileList.push_back(file);

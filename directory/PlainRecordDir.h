@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "directory/IRecordDir.h"
+#include "directory/RecordRecycleBin.h"
 #include "recording/RecordFileRequestManager.h"
 #include "recording/RecordWriterCloseThread.h"
 
@@ -24,12 +25,15 @@ public:
     int createFile(SafePointer<RecordFileInfo>& file) override;
     void addDataLen(int) override {}
     long long getWriteSpeed() override { return 0; }
-    // This folder keeps no reclaiming lists: nothing is offered or deleted.
-    int getEarliestFileList(std::vector<RecordDeviceDirPolicy> const&, EarliestFileInfoList&, bool,
-                            int) override {
-        return -1;
-    }
+    // The policies' device folders (none: every device folder), date by
+    // date from the oldest, each day's index feeding the list, until it
+    // holds nCount files. 0, or -1 when the folders cannot be listed.
+    int getEarliestFileList(std::vector<RecordDeviceDirPolicy> const& policies, EarliestFileInfoList& list,
+                            bool bIncludeLocked, int nCount) override;
     int deleteOutDateFile(std::vector<RecordDeviceDirPolicy> const&) override { return 0; }
+    // With a recycle bin: the file moves into it and its entry leaves the
+    // day's index (1); a file found gone loses its entry all the same (0).
+    // Without one the file is deleted and its entry stays.
     int deleteFile(SafePointer<RecordFileInfo> const& file) override;
     using IRecordDir::deleteFile;
     int startDetectionThread() override;
@@ -44,6 +48,8 @@ public:
     bool isIOError() override { return m_closeThread.isExistIOError(); }
     int updateFileState(int fileNumber, int minSpeed, int averageSpeed, int timeOuts) override;
 
+    // Set before the directory is shared.
+    void setRecycleBin(SafePointer<RecordRecycleBin> const& bin) { m_recycleBin = bin; }
     // Takes the directory in and out of service, as a disk fault would.
     void setWritable(bool writable) { m_bWritable = writable; }
 
@@ -60,6 +66,7 @@ public:
 private:
     RecordWriterCloseThread m_closeThread;
     RecordFileRequestManager m_requests;
+    SafePointer<RecordRecycleBin> m_recycleBin;
     FileState m_lastState;
     int m_nNextFileNumber = 1;
     std::atomic<bool> m_bReady{false};     // read by sessions, set by init

@@ -453,13 +453,15 @@ int RecordIndexParserImplEx::deleteEarliestRecordFile(
         if (m_itemParser.checkFileIsLocked()) continue;
         int result = 0;
         if (handler.get() != nullptr) {
-            result = handler->deleteFile(m_dirInfo.getRecordRootDir(), m_itemParser.getBeginTime(),
-                                         dateDir, m_itemParser.getFileName());
+            result = handler->deleteFile(m_strDate, m_itemParser.getBeginTime(), dateDir,
+                                         m_itemParser.getFileName());
         }
+        // -2 spares its file: painting that entry would leave the file in
+        // the date folder, named by no index and never reclaimed.
+        if (result == -2) break;
         if (result == -1) continue;
         paintCurrent(nFirst, nLast);
         ++painted;
-        if (result == -2) break;
     }
     if (painted > 0) m_posParser.setInitIndexPosInfoFlag();
     return painted;

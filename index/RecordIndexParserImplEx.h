@@ -108,9 +108,9 @@ public:
     int deleteOutDateFile(SafePointer<RecordOutDateFileHandler>& handler, int& nFirst, int& nLast);
     // Every entry, locked or not; the handler's 0 keeps an entry.
     int deleteDeviceFile(SafePointer<RecordOutDateFileHandler>& handler, int& nFirst, int& nLast);
-    // Each unlocked entry to the handler: -1 keeps it, any other answer
-    // paints it, -2 also ends the walk. Without a handler every unlocked
-    // entry is painted.
+    // Each unlocked entry to the handler: -1 keeps it, -2 keeps it and ends
+    // the walk, any other answer paints it. Without a handler every
+    // unlocked entry is painted.
     int deleteEarliestRecordFile(SafePointer<EarliestFileDeleteHandler>& handler, int& nFirst,
                                  int& nLast);
 

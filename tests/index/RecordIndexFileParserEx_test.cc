@@ -434,23 +434,26 @@ TEST_F(RecordIndexFileParserExTest, DeletionByTimeSkipsLockedEntriesAndStopsAtTh
     writeIndex(image);
     RecordIndexFileParserEx parser;
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
-    SafePointer<EarliestFileDeleteHandler> handler(new EarliestFileDeleteHandler(m_info));
+    SafePointer<RecordRecycleBin> bin(new RecordRecycleBin(1, m_info.getRecordRootDir() + "/record"));
+    ASSERT_EQ(1, bin->init(0, 0));
+    SafePointer<EarliestFileDeleteHandler> handler(new EarliestFileDeleteHandler(bin, m_info));
     ASSERT_EQ(1, parser.deleteEarliestRecordFile(handler));
     EXPECT_TRUE(handler->isTimeToDelInterval());
-    // Two hours freed: 5 is past them and keeps its file, but its entry goes with the stop.
+    // Two hours freed, into the bin: 5 is past them and keeps its file and its entry.
     std::string earliest = image;
-    for (int i : {0, 1, 3, 4}) paint(earliest, builder.entries()[i]);
+    for (int i : {0, 1, 3}) paint(earliest, builder.entries()[i]);
     EXPECT_EQ(earliest, readIndex());
     EXPECT_FALSE(exists(4));
+    EXPECT_TRUE(m_dir.exists("record/recycleBin/" + fileName(4)));
     EXPECT_TRUE(exists(3));
     EXPECT_TRUE(exists(5));
-    EXPECT_EQ(2, parser.getFileNumber());
+    EXPECT_EQ(3, parser.getFileNumber());
     EarliestFileInfoList unlocked(2);
     EarliestFileInfoList all(2);
     parser.getEarliestRecordFileInfo(unlocked, 2, false);
     parser.getEarliestRecordFileInfo(all, 2, true);
     all.sort();
-    EXPECT_EQ(1u, unlocked.getFileInfoList().size());
+    EXPECT_EQ(2u, unlocked.getFileInfoList().size());
     ASSERT_EQ(2u, all.getFileInfoList().size());
     EXPECT_TRUE(all.getFileInfoList()[1]->getLockFlag());  // locked sorts last
 
