@@ -51,14 +51,6 @@ RecordDeviceDirPolicy const* findPolicy(std::string const& deviceDir, std::vecto
     return nullptr;
 }
 
-SafePointer<RecordFileInfo> dateInfoOf(RecordDirInfoEx const& dirInfo, std::string const& deviceDir,
-                                       std::string const& date) {
-    SafePointer<RecordFileInfo> file(new RecordFileInfo());
-    file->setRecordDirInfoEx(dirInfo);
-    file->setDeviceDirName(deviceDir);
-    file->setRecordDate(date);
-    return file;
-}
 }  // namespace NS_RecordDirHandler
 
 RecordDirHandler::RecordDirHandler(RecordDirInfoEx const& info, std::string const& recordPath)
@@ -278,8 +270,7 @@ void RecordDirHandler::removeDateIndex(std::string const& deviceDir, std::string
     std::string backup = RecordIndexFileParserEx::getIndexFileName(m_dirInfo.getRecordRootDir(), date, deviceDir,
                                                                    RecordIndexFileParserEx::kStorageTypeBackup);
     m_pDiskManager->deleteFile(backup.c_str());
-    RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(
-        NS_RecordDirHandler::dateInfoOf(m_dirInfo, deviceDir, date));
+    RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date);
 }
 
 void RecordDirHandler::removeDateDir(std::string const& deviceDir, std::string const& date) {
@@ -321,8 +312,7 @@ int RecordDirHandler::deleteOutDateFile(std::vector<RecordDeviceDirPolicy> const
             if (m_dirInfo.getDiskType() == DiskKind::kCard)
                 cutIndex(deviceDir, date, NS_RecordDirHandler::kBackupIndex, handler);
             if (files == 0) removeDateDir(deviceDir, date);
-            RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(
-                NS_RecordDirHandler::dateInfoOf(m_dirInfo, deviceDir, date));
+            RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date);
         }
     }
     return 1;
@@ -530,8 +520,7 @@ int RecordDirHandler::deleteEarliestFileList(std::vector<RecordDeviceDirPolicy> 
             continue;
         parser.deleteEarliestRecordFile(handler);
         parser.close();
-        RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(
-            NS_RecordDirHandler::dateInfoOf(m_dirInfo, deviceDir, oldest));
+        RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, oldest);
     }
     return 0;
 }
