@@ -14,6 +14,8 @@
 #include <cstring>
 #include <vector>
 
+#include "host/Logger.h"
+
 namespace NS_DiskManager {
 
 constexpr long long kMiB = 1024LL * 1024LL;
@@ -77,6 +79,24 @@ bool writeFill(int fd, long long size, unsigned char fill) {
         done += put;
     }
     return true;
+}
+
+// Reserves the blocks of [0, size) without writing them: 0, or the error
+// number (EOPNOTSUPP where the file system can't). Linux's own call, as
+// glibc's posix_fallocate would quietly write a byte per block instead.
+int reserve(int fd, long long size) {
+#ifdef __linux__
+    for (;;) {
+        if (::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0) return 0;
+        if (errno != EINTR) return errno;
+    }
+#else
+    int result;
+    do {
+        result = posix_fallocate(fd, 0, static_cast<off_t>(size));
+    } while (result == EINTR);
+    return result;
+#endif
 }
 
 bool syncFolder(char const* path) {
@@ -189,12 +209,16 @@ int DiskManager::createSizedFile(char const* path, long long size, int) {
     if (fd < 0) return -1;
     bool ok = true;
     if (size > 0) {
-        int result = posix_fallocate(fd, 0, static_cast<off_t>(size));
-        // File systems without fallocate (some card formats) get real zeros.
-        if (result == EOPNOTSUPP || result == EINVAL || result == ENOSYS)
+        int result = NS_DiskManager::reserve(fd, size);
+        // File systems without fallocate (some card formats) get real zeros:
+        // hours on a big card, so the log says why.
+        if (result == EOPNOTSUPP || result == EINVAL || result == ENOSYS) {
+            std::string line = std::string("no fallocate, writing zeros: ") + path;
+            Logger::writeLog("DiskManager", line.c_str(), __FILE__, __LINE__);
             ok = NS_DiskManager::writeFill(fd, size, 0);
-        else
+        } else {
             ok = result == 0;
+        }
     }
     if (ok) ok = ::ftruncate(fd, static_cast<off_t>(size)) == 0;
     if (ok) ok = ::fdatasync(fd) == 0;

@@ -297,22 +297,19 @@ TEST_F(RecordFileIndexWriterTest, SealCoversTheItemsInTheFileAndNeverEndsInFF) {
     EXPECT_EQ(-1, RecordFileIndexCreator(m_info).togetherRecordFile(joining));
 }
 
-// Index files are born 0xFF, -767 when none can be had; a taken name is refused.
+// Index files are born 0xFF, -767 when the pool has run dry; a taken name is refused.
 TEST_F(RecordFileIndexWriterTest, IndexFilesAreBornFFAndNewEntriesNeedAFreeName) {
-    struct Pool : IndexDirManager {
-        using IndexDirManager::IndexDirManager;
-        int createIndexFile(std::string const& t) override { return fails ? 0 : IndexDirManager::createIndexFile(t); }
-        bool fails = false;
-    };
-    SafePointer<Pool> pool(new Pool(m_info));
+    SafePointer<IndexDirManager> pool(
+        new IndexDirManager(Codec::kFreshIndexFileSize, 1, m_info.getRecordRootDir() + "/record"));
+    ASSERT_TRUE(pool->init(0));
+    ASSERT_EQ(1, pool->allocateIndexFile(10));  // a tenth of the record files: one
     RecordFileIndexCreator creator(m_info);
     creator.setIndexDirManager(pool);
     SafePointer<RecordFileInfo> file = request(2);
     SafePointer<RecordFileInfo> other = request(3);
     ASSERT_EQ(0, creator.createIndexFile(file));
     EXPECT_TRUE(std::string(Codec::kFreshIndexFileSize, '\xFF') == indexBytes(file));
-    pool->fails = true;
-    EXPECT_EQ(0, creator.createIndexFile(file));  // there already: the pool isn't asked
+    EXPECT_EQ(0, creator.createIndexFile(file));  // there already: the dry pool isn't asked
     EXPECT_EQ(-767, creator.createIndexFile(other));
 
     ASSERT_EQ(0, creator.createNewFileIndex(file));

@@ -52,7 +52,7 @@ int FaultInjectingDiskManager::renameFile(char const* from, char const* to) {
 }
 
 bool FaultInjectingDiskManager::deleteFile(char const* path) {
-    if (m_pPlan->isVanished()) return false;
+    if (m_pPlan->isVanished() || m_pPlan->deleteFails()) return false;
     return m_real.deleteFile(path);
 }
 
@@ -89,6 +89,11 @@ int FaultInjectingDiskManager::isFileExist(char const* path) {
 
 int FaultInjectingDiskManager::createSizedFile(char const* path, long long size, int flag) {
     if (m_pPlan->diskOpFails("createSizedFile") || m_pPlan->isDiskFull()) return -1;
+    long long fits = m_pPlan->takeSpace(size);
+    if (fits < size) {
+        if (m_real.createSizedFile(path, fits, flag) == 0) m_pPlan->noteFolderSynced(folderOf(path));
+        return -1;
+    }
     int result = m_real.createSizedFile(path, size, flag);
     if (result == 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;
@@ -102,6 +107,11 @@ int FaultInjectingDiskManager::isDirExist(char const* path) {
 int FaultInjectingDiskManager::createFilledFile(char const* path, long long size,
                                                 unsigned char fill) {
     if (m_pPlan->diskOpFails("createFilledFile") || m_pPlan->isDiskFull()) return -1;
+    long long fits = m_pPlan->takeSpace(size);
+    if (fits < size) {
+        if (m_real.createFilledFile(path, fits, fill) == 0) m_pPlan->noteFolderSynced(folderOf(path));
+        return -1;
+    }
     int result = m_real.createFilledFile(path, size, fill);
     if (result == 0) m_pPlan->noteFolderSynced(folderOf(path));
     return result;

@@ -8,9 +8,10 @@
 
 // The real DiskManager under a FaultPlan: everything fails or answers
 // "missing" while the plan's disk has vanished; createSizedFile,
-// createFilledFile, createEmptyFile, renameFile, createDir and syncDir fail
-// at the counted calls; a full disk refuses sized files and reports no free
-// space. Files and folders it creates or renames are told to the plan, so a
+// createFilledFile, createEmptyFile, renameFile, createDir, syncDir and
+// deleteFile fail at the counted calls; a full disk refuses sized files and reports no free
+// space, and a disk that fills (setDiskFullAfter) leaves the file that did
+// not fit with what fitted. Files and folders it creates or renames are told to the plan, so a
 // power cut can undo those their folder's last syncDir did not cover.
 class FaultInjectingDiskManager : public IDiskManager {
 public:

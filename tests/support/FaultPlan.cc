@@ -74,6 +74,23 @@ void FaultPlan::setDiskFull(bool full) {
     m_bDiskFull = full;
 }
 
+void FaultPlan::setDiskFullAfter(long long bytes) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nSpaceLeft = bytes < 0 ? -1 : bytes;
+}
+
+long long FaultPlan::takeSpace(long long size) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_nSpaceLeft < 0 || size <= m_nSpaceLeft) {
+        if (m_nSpaceLeft >= 0) m_nSpaceLeft -= size;
+        return size;
+    }
+    long long fits = m_nSpaceLeft;
+    m_nSpaceLeft = 0;
+    m_bDiskFull = true;
+    return fits;
+}
+
 bool FaultPlan::isDiskFull() {
     std::lock_guard<std::mutex> lock(m_mutex);
     return m_bDiskFull;
@@ -148,6 +165,12 @@ bool FaultPlan::diskOpFails(char const* op) {
     if (cutsPowerHere()) return true;
     if (take(m_diskOpFaults[op], call)) return true;
     return m_bVanished;
+}
+
+bool FaultPlan::deleteFails() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    int call = ++m_diskOpCalls["deleteFile"];
+    return take(m_diskOpFaults["deleteFile"], call);
 }
 
 bool FaultPlan::noteOpened(std::string const& path, FileKey& key) {

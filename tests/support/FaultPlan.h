@@ -38,6 +38,14 @@ public:
     // A full disk: writes answer -1, createSizedFile fails, getDiskSpace
     // reports no free space.
     void setDiskFull(bool full);
+    // A disk that fills up: sized and filled files may take `bytes` more in
+    // all (-1: no limit). The file that does not fit gets the bytes left and
+    // its call fails, the file left behind as by a manager whose clean-up
+    // failed on the full disk; the disk is full from then on.
+    void setDiskFullAfter(long long bytes);
+    // How much of a file of `size` bytes fits; size itself while no limit is
+    // set. Used by the injecting disk manager.
+    long long takeSpace(long long size);
 
     // The n-th flush call from now answers false (nothing is made durable).
     void failFlushAt(int n) { failDiskOpAt("flush", n); }
@@ -48,6 +56,9 @@ public:
     void failCreateSizedFileAt(int n) { failDiskOpAt("createSizedFile", n); }
     void failRenameAt(int n) { failDiskOpAt("rename", n); }
     void failCreateDirAt(int n) { failDiskOpAt("createDir", n); }
+    void failSyncDirAt(int n) { failDiskOpAt("syncDir", n); }
+    // The n-th deleteFile from now fails; not a call a power cut counts.
+    void failDeleteAt(int n) { failDiskOpAt("deleteFile", n); }
 
     // The disk is gone: open false, read/write -1, seek/flush false, length
     // -1, and every disk-manager operation fails or answers "missing".
@@ -81,6 +92,7 @@ public:
     bool beforeOpen();                                      // false: inject an open failure
     bool diskOpFails(char const* op);  // "createSizedFile", "rename", "createDir", "syncDir", ...
     bool isDiskFull();
+    bool deleteFails();
 
     // Folder entries, for the power cut: a rename stays until its folder is
     // synced (the host syncs every file and folder it makes at once).
@@ -123,6 +135,7 @@ private:
     int m_nHungWriters = 0;
     bool m_bVanished = false;
     bool m_bDiskFull = false;
+    long long m_nSpaceLeft = -1;  // -1: no limit
 
     // A rename since the folder's last sync.
     struct Entry {
