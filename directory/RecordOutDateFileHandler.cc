@@ -8,8 +8,9 @@ namespace NS_RecordOutDateFileHandler {
 constexpr long long kSecondsPerDay = 86400;
 }  // namespace NS_RecordOutDateFileHandler
 
-RecordOutDateFileHandler::RecordOutDateFileHandler(RecordDirInfoEx const& dirInfo)
-    : m_dirInfo(dirInfo), m_nNow(OrvaneTime::currentTime().getSeconds()) {}
+RecordOutDateFileHandler::RecordOutDateFileHandler(SafePointer<RecordRecycleBin> const& bin,
+                                                   RecordDirInfoEx const& dirInfo)
+    : m_bin(bin), m_dirInfo(dirInfo), m_nNow(OrvaneTime::currentTime().getSeconds()) {}
 
 void RecordOutDateFileHandler::setSaveDays(int nDays) {
     m_nDeleteTime = m_nNow - nDays * NS_RecordOutDateFileHandler::kSecondsPerDay;
@@ -36,9 +37,11 @@ void RecordOutDateFileHandler::staticBegin() {
 int RecordOutDateFileHandler::removeFile(std::string const& dirPath, std::string const& name) {
     IDiskManager* manager =
         DiskManagerFactory::getDiskManager(m_dirInfo.getDiskType(), m_dirInfo.getFileSystemFormat());
-    if (manager == nullptr) return 0;
+    if (manager == nullptr || m_bin.isNull()) return 0;
     std::string path = dirPath + BasicTool::kSeparator + name;
-    if (!manager->deleteFile(path.c_str()) && manager->isFileExist(path.c_str())) return 0;
+    // A file already gone counts as moved: its entry must not hold the walk
+    // at the same place for ever.
+    if (!m_bin->deleteFile(path, name) && manager->isFileExist(path.c_str())) return 0;
     if (m_bStatistics) ++m_nDeletedFileNum;
     return 1;
 }

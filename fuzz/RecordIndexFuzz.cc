@@ -328,7 +328,7 @@ void changeFile(RecordIndexFileParserEx& parser, RecordDirInfoEx const& info, st
         file.setRecordFileName(firstName);
         FUZZ_CHECK(parser.deleteFile(file) == 1);
     }
-    SafePointer<RecordOutDateFileHandler> outDate(new RecordOutDateFileHandler(info));
+    SafePointer<RecordOutDateFileHandler> outDate(new RecordOutDateFileHandler(SafePointer<RecordRecycleBin>(), info));
     outDate->setFileDeleteTime(1000);
     outDate->setDeleteFileFlag(false);
     FUZZ_CHECK(parser.deleteOutDateFile(outDate) == 1);

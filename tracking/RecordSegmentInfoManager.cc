@@ -16,8 +16,11 @@ void RecordSegmentInfoManager::updateDeviceRecordTime(SafePointer<RecordFileInfo
 }
 
 void RecordSegmentInfoManager::deleteDeviceDateInfo(SafePointer<RecordFileInfo> const& file) {
-    if (file.isNull()) return;
-    std::string key = NS_RecordSegmentInfoManager::key(file->getDeviceDirName(), file->getRecordDate());
+    if (!file.isNull()) deleteDeviceDateInfo(file->getDeviceDirName(), file->getRecordDate());
+}
+
+void RecordSegmentInfoManager::deleteDeviceDateInfo(std::string const& deviceDir, std::string const& date) {
+    std::string key = NS_RecordSegmentInfoManager::key(deviceDir, date);
     OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
     m_latestBegin.erase(key);
 }

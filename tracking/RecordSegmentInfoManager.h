@@ -18,6 +18,7 @@ public:
     void updateDeviceRecordTime(SafePointer<RecordFileInfo> const& file);
     // Forgets the channel's date.
     void deleteDeviceDateInfo(SafePointer<RecordFileInfo> const& file);
+    void deleteDeviceDateInfo(std::string const& deviceDir, std::string const& date);
 
     // Latest begin time known for the channel's date; false when none.
     bool getDeviceRecordTime(std::string const& deviceDir, std::string const& date,

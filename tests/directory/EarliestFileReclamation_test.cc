@@ -269,7 +269,9 @@ TEST_F(EarliestFileTest, SecondScanReturnsAtOnceWhileOneRuns) {
 TEST_F(EarliestFileTest, OutDateHandlerEndsAtTheDeleteTime) {
     RecordDirInfoEx info;
     info.setRecordRootDir(m_dir.root());
-    RecordOutDateFileHandler handler(info);
+    SafePointer<RecordRecycleBin> bin(new RecordRecycleBin(1, m_dir.root() + "/record"));
+    ASSERT_EQ(1, bin->init(0, 0));
+    RecordOutDateFileHandler handler(bin, info);
     EXPECT_FALSE(handler.isOutDate("1970-01-01"));  // no save days: nothing is out of date
     handler.setFileDeleteTime(kNow);
     EXPECT_TRUE(handler.isOutDate("2024-01-30"));
@@ -278,6 +280,7 @@ TEST_F(EarliestFileTest, OutDateHandlerEndsAtTheDeleteTime) {
     EXPECT_EQ(0, handler.deleteFile(kNow, m_dir.path("day"), "a.ts"));
     EXPECT_EQ(1, handler.deleteFile(kNow - 1, m_dir.path("day"), "a.ts"));
     EXPECT_FALSE(m_dir.exists("day/a.ts"));
+    EXPECT_TRUE(m_dir.exists("record/recycleBin/a.ts"));
     EXPECT_EQ(1, handler.getDeletedFileNum());
     handler.setDeleteFileFlag(false);
     ASSERT_TRUE(m_dir.writeFile("day/b.ts", "ts"));

@@ -460,7 +460,7 @@ TEST_F(RecordIndexFileParserExTest, DeletionByTimeSkipsLockedEntriesAndStopsAtTh
     writeRecordFiles(6);
     writeIndex(image);
     ASSERT_EQ(1, open(parser, RecordIndexFileParserEx::kModeChange));
-    SafePointer<RecordOutDateFileHandler> outDated(new RecordOutDateFileHandler(m_info));
+    SafePointer<RecordOutDateFileHandler> outDated(new RecordOutDateFileHandler(bin, m_info));
     outDated->setFileDeleteTime(kT0 + 7201);
     ASSERT_EQ(1, parser.deleteOutDateFile(outDated));
     for (int i : {0, 1, 3}) paint(image, builder.entries()[i]);
@@ -545,7 +545,9 @@ TEST_F(RecordIndexRepairTest, ChangesAfterRepairWriteOnlyWhatTheySay) {
 
     // A handler's walk sees the file's entries; the view loses them as well.
     ASSERT_EQ(1, parser.unLockFile(kT0, kT0 + 1000));
-    SafePointer<RecordOutDateFileHandler> handler(new RecordOutDateFileHandler(m_info));
+    SafePointer<RecordRecycleBin> bin(new RecordRecycleBin(1, m_info.getRecordRootDir() + "/record"));
+    ASSERT_EQ(1, bin->init(0, 0));
+    SafePointer<RecordOutDateFileHandler> handler(new RecordOutDateFileHandler(bin, m_info));
     handler->setFileDeleteTime(kT0 + 700);
     ASSERT_EQ(1, parser.deleteOutDateFile(handler));
     std::string empty = m_image;

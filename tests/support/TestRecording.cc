@@ -1,0 +1,33 @@
+#include "tests/support/TestRecording.h"
+
+#include <gtest/gtest.h>
+
+#include "foundation/AVStreamInfo.h"
+#include "foundation/BasicTool.h"
+#include "recording/TSRecordWriterWithIndex.h"
+#include "tests/support/TestBlock.h"
+
+SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked) {
+    SafePointer<RecordFileInfo> file(new RecordFileInfo());
+    file->setDeviceId("NVR");
+    file->setDeviceIP("10.0.0.7");
+    file->setCameraId(camera);
+    file->setRecordDate(BasicTool::getDateString(begin));
+    file->setRecordBeginTime(begin);
+    file->setLockFlag(locked);
+    return file;
+}
+
+SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock) {
+    SafePointer<RecordFileInfo> file = testFileOf(camera, begin);
+    TestBlock block(1, 1, begin, 2, static_cast<char>('a' + camera));
+    file->setAVStreamInfo(AVStreamInfo(&block.data));
+    dir.setDeviceRequetType(file->getRecordDeviceInfo(), 0);
+    EXPECT_EQ(0, dir.createFile(file));
+    TSRecordWriterWithIndex writer;
+    int held = -1;
+    EXPECT_EQ(0, writer.open(file, held));
+    EXPECT_EQ(0, writer.write(&block.data, lock, 0));
+    writer.close();
+    return file;
+}
