@@ -1,9 +1,7 @@
 #include "directory/PlainRecordDir.h"
 
-#include <map>
-#include <set>
-
 #include "directory/EarliestFileInfoList.h"
+#include "directory/RecordDirHandler.h"
 #include "foundation/BasicTool.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
@@ -76,32 +74,9 @@ int PlainRecordDir::createFile(SafePointer<RecordFileInfo>& file) {
 int PlainRecordDir::getEarliestFileList(std::vector<RecordDeviceDirPolicy> const& policies,
                                         EarliestFileInfoList& list, bool bIncludeLocked, int nCount) {
     RecordDirInfoEx info = getRecordDirInfoEx();
-    std::vector<std::string> deviceDirs;
-    bool listed = true;
-    if (policies.empty()) listed = BasicTool::getMatchDeviceDirList(info, BasicTool::kRecordDirName, "", "", -1, deviceDirs);
-    for (RecordDeviceDirPolicy const& policy : policies) {
-        RecordDeviceInfo const& device = policy.getRecordDeviceInfo();
-        listed = listed && BasicTool::getMatchDeviceDirList(info, BasicTool::kRecordDirName, device.getDeviceId(),
-                                                            device.getDeviceIP(), device.getCameraId(), deviceDirs);
-    }
-    if (!listed) return -1;
-    std::map<std::string, std::set<std::string>> devicesByDate;
-    for (std::string const& deviceDir : deviceDirs) {
-        std::vector<std::string> dates;
-        BasicTool::getRecordDateList(info, BasicTool::kRecordDirName, deviceDir, dates);
-        for (std::string const& date : dates) devicesByDate[date].insert(deviceDir);
-    }
-    // A later date holds only later files: once a day fills the list, stop.
-    for (auto const& day : devicesByDate) {
-        for (std::string const& deviceDir : day.second) {
-            RecordIndexFileParserEx index;
-            if (index.open(info, day.first, deviceDir, 0, 0) == 1) {
-                index.getEarliestRecordFileInfo(list, nCount, bIncludeLocked);
-            }
-        }
-        if (list.getFileCount() >= nCount) break;
-    }
-    return 0;
+    RecordDirHandler handler(info, BasicTool::getRecordDir(info.getRecordRootDir()));
+    if (handler.init(info.getFileSystemFormat()) == 0) return -1;
+    return handler.getEarliestFileList(list, policies, bIncludeLocked, nCount);
 }
 
 int PlainRecordDir::deleteFile(SafePointer<RecordFileInfo> const& file) {
@@ -115,10 +90,8 @@ int PlainRecordDir::deleteFile(SafePointer<RecordFileInfo> const& file) {
     // never a file that no index names and no bin holds.
     bool moved = m_recycleBin->deleteFile(path, file->getRecordFileName());
     if (!moved && disk->isFileExist(path.c_str()) == 1) return 0;
-    RecordIndexFileParserEx index;
-    bool dropped = index.open(info, file->getRecordDate(), file->getDeviceDirName(), 0,
-                              RecordIndexFileParserEx::kModeChange) == 1 &&
-                   index.deleteFile(*file) == 1;
+    RecordDirHandler handler(info, BasicTool::getRecordDir(info.getRecordRootDir()));
+    bool dropped = handler.init(info.getFileSystemFormat()) != 0 && handler.deleteFile(file) == 1;
     return moved && dropped ? 1 : 0;
 }
 

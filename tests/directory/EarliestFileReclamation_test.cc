@@ -16,28 +16,16 @@
 #include "host/HostClock.h"
 #include "host/OrvaneTime.h"
 #include "index/RecordIndexFileParserEx.h"
-#include "recording/TSRecordWriterWithIndex.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
-#include "tests/support/TestBlock.h"
+#include "tests/support/TestRecording.h"
 
 namespace {
 
 constexpr long long kDay = 86400;
 constexpr long long kNow = 1706698800LL;                  // 2024-01-31 11:00:00 UTC
 constexpr long long kEight = kNow - kDay - 3 * 3600;      // 2024-01-30 08:00:00
-
-SafePointer<RecordFileInfo> fileOf(int camera, long long begin, bool locked = false) {
-    SafePointer<RecordFileInfo> file(new RecordFileInfo());
-    file->setDeviceId("NVR");
-    file->setDeviceIP("10.0.0.7");
-    file->setCameraId(camera);
-    file->setRecordDate(BasicTool::getDateString(begin));
-    file->setRecordBeginTime(begin);
-    file->setLockFlag(locked);
-    return file;
-}
 
 // "Now" stands at kNow; directories are real folders with real recordings.
 class EarliestFileTest : public ::testing::Test {
@@ -65,19 +53,8 @@ protected:
         dir->setRecycleBin(m_bins[name]);
         return dir;
     }
-    // One block of a camera at `begin`, through the directory and the writer.
     static SafePointer<RecordFileInfo> record(PlainRecordDir& dir, int camera, long long begin, bool lock = false) {
-        SafePointer<RecordFileInfo> file = fileOf(camera, begin);
-        TestBlock block(1, 1, begin, 2, static_cast<char>('a' + camera));
-        file->setAVStreamInfo(AVStreamInfo(&block.data));
-        dir.setDeviceRequetType(file->getRecordDeviceInfo(), 0);
-        EXPECT_EQ(0, dir.createFile(file));
-        TSRecordWriterWithIndex writer;
-        int held = -1;
-        EXPECT_EQ(0, writer.open(file, held));
-        EXPECT_EQ(0, writer.write(&block.data, lock, 0));
-        writer.close();
-        return file;
+        return recordTestFile(dir, camera, begin, lock);
     }
     // One reclaiming pass over a device's day; the file's own index, opened afresh.
     static int reclaimDay(SafePointer<PlainRecordDir> const& dir, SafePointer<RecordFileInfo> const& file,
@@ -203,25 +180,25 @@ TEST_F(EarliestFileTest, OldestUnlockedFileOfAllDirectoriesIsAlwaysTheOneReclaim
 }
 
 TEST_F(EarliestFileTest, ListTakesTheOldestFilesThePoliciesLetGoAndSortsLockedLast) {
-    RecordDeviceInfo camera1 = fileOf(1, 0)->getRecordDeviceInfo();
-    RecordDeviceInfo camera2 = fileOf(2, 0)->getRecordDeviceInfo();
+    RecordDeviceInfo camera1 = testFileOf(1, 0)->getRecordDeviceInfo();
+    RecordDeviceInfo camera2 = testFileOf(2, 0)->getRecordDeviceInfo();
     std::vector<RecordDeviceDirPolicy> policies{{camera1, true, 1, 30, false}, {camera2, false, 1, 3, false}};
     struct { int camera; long long age; bool offered; } cases[] = {
         {1, 60, true}, {2, 3 * kDay, false}, {2, 3 * kDay + 1, true}, {3, 30 * kDay, false}};
     for (auto const& test : cases) {
         EarliestFileInfoList list(10);
         list.setRecordDirPolicyList(policies);
-        list.update(fileOf(test.camera, kNow - test.age));
+        list.update(testFileOf(test.camera, kNow - test.age));
         EXPECT_EQ(test.offered ? 1 : 0, list.getFileCount()) << test.camera << " " << test.age;
     }
     EarliestFileInfoList list(10);  // no policies: every file
-    list.update(fileOf(1, 100, true));
-    for (int i = 1; i < 10; ++i) list.update(fileOf(1, 100 + i));
-    SafePointer<RecordFileInfo> same = fileOf(2, 109);
+    list.update(testFileOf(1, 100, true));
+    for (int i = 1; i < 10; ++i) list.update(testFileOf(1, 100 + i));
+    SafePointer<RecordFileInfo> same = testFileOf(2, 109);
     list.update(same);  // not earlier than the latest of a full list: dropped
     std::vector<SafePointer<RecordFileInfo>> held = list.getFileInfoList();
     EXPECT_EQ(held.end(), std::find(held.begin(), held.end(), same));
-    list.update(fileOf(1, 50));  // takes the place of 109
+    list.update(testFileOf(1, 50));  // takes the place of 109
     EXPECT_EQ(108, list.getLatestTime());
     list.sort();
     SafePointer<RecordFileInfo> first;
