@@ -1,6 +1,5 @@
 #include "directory/RecordDirFactory.h"
 
-#include "directory/HDDirWithIndex.h"
 #include "directory/PlainRecordDir.h"
 #include "directory/RecordDirWithoutIndex.h"
 #include "foundation/EncoderType.h"
@@ -12,8 +11,9 @@ SafePointer<IRecordDir> RecordDirFactory::create(int dirKind, RecordDirInfoEx co
         return SafePointer<IRecordDir>(new SnapshotRecordDirEx(info, groupValue, deviceId, recordType));
     switch (info.getDiskType()) {
         case DiskKind::kFtp: return SafePointer<IRecordDir>(new RecordDirWithoutIndex(info, recordType));
-        // Shares record into the plain folder until they have a directory of their own.
-        case DiskKind::kNas: return SafePointer<IRecordDir>(new PlainRecordDir(info));
-        default: return SafePointer<IRecordDir>(new HDDirWithIndex(info, groupValue, deviceId, recordType));
+        // Local disks, SD cards and mounted shares record into the plain
+        // folder until the sessions' tests, the tool and the benchmark bound
+        // the indexed directory's preallocation and wait for it to be ready.
+        default: return SafePointer<IRecordDir>(new PlainRecordDir(info));
     }
 }
