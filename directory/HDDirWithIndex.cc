@@ -343,7 +343,7 @@ void HDDirWithIndex::getRecordDirStatus(RecordDirInfoEx& out) {
 int HDDirWithIndex::getAlarmType(int diskState, bool& notify) {
     notify = true;
     switch (diskState) {
-        case 3: return 7;
+        case 3: return 5;
         case 5: return 7;
         case 7: return 5;
         case 9: return 3;
