@@ -48,6 +48,7 @@ public:
     void failCreateSizedFileAt(int n) { failDiskOpAt("createSizedFile", n); }
     void failRenameAt(int n) { failDiskOpAt("rename", n); }
     void failCreateDirAt(int n) { failDiskOpAt("createDir", n); }
+    void failSyncDirAt(int n) { failDiskOpAt("syncDir", n); }
 
     // The disk is gone: open false, read/write -1, seek/flush false, length
     // -1, and every disk-manager operation fails or answers "missing".
