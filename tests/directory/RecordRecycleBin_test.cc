@@ -64,6 +64,9 @@ TEST_F(RecordRecycleBinTest, ReclaimedFileIsReissuedByRenameUnderItsNumberWithIt
     FaultInjection faults(plan);
     RecordRecycleBin bin(1, m_dir.path("record"));
     ASSERT_EQ(1, bin.init(0, 1880));
+    plan->failSyncDirAt(1);  // not durable: put back
+    EXPECT_FALSE(reclaim(bin, numbered(12)));
+    EXPECT_TRUE(m_dir.exists(kDay + numbered(12)) && bin.getFileNumber() == 0);
     ASSERT_TRUE(reclaim(bin, numbered(12)));
     plan->powerCut();
     EXPECT_FALSE(m_dir.exists(kDay + numbered(12)));
