@@ -11,7 +11,9 @@ SafePointer<IRecordDir> RecordDirFactory::create(int dirKind, RecordDirInfoEx co
         return SafePointer<IRecordDir>(new SnapshotRecordDirEx(info, groupValue, deviceId, recordType));
     switch (info.getDiskType()) {
         case DiskKind::kFtp: return SafePointer<IRecordDir>(new RecordDirWithoutIndex(info, recordType));
-        // Local disks, SD cards and mounted shares record into the plain folder for now.
+        // Local disks, SD cards and mounted shares record into the plain
+        // folder until the sessions' tests, the tool and the benchmark bound
+        // the indexed directory's preallocation and wait for it to be ready.
         default: return SafePointer<IRecordDir>(new PlainRecordDir(info));
     }
 }

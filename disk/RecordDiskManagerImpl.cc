@@ -1,5 +1,6 @@
 #include "disk/RecordDiskManagerImpl.h"
 
+#include "directory/HDDirWithIndex.h"
 #include "directory/RecordDirFactory.h"
 #include "foundation/EncoderType.h"
 #include "foundation/OVMutexManager.h"
@@ -28,7 +29,9 @@ void RecordDiskManagerImpl::setRecordDirInfoList(std::vector<RecordDirInfoEx> co
         if (entry.dir.isNull()) {
             entry.dir = RecordDirFactory().create(RecordDirFactory::kRecordDirKind, info, info.getGroupId(),
                                                   kDeviceId, kRecordType);
-            entry.dir->init();
+            // An indexed directory builds itself on its own status thread,
+            // preallocation included: not here, under the creation mutex.
+            if (dynamic_cast<HDDirWithIndex*>(entry.dir.get()) == nullptr) entry.dir->init();
             entry.dir->startDetectionThread();
         }
         m_dirs.push_back(entry);
@@ -85,14 +88,24 @@ int RecordDiskManagerImpl::createRecordFile(SafePointer<RecordFileInfo> file, in
     if (m_dirs.empty()) return OV_RECORD_NO_DIR_WRITE;
     auto held = m_holders.find(file.get());
     Dir const* chosen = nullptr;
+    Dir const* notReady = nullptr;
     for (Dir const& entry : m_dirs) {
         bool dedicated = entry.info.getAttribute() == kDedicatedDirAttribute;
-        if (dedicated != (condition != 0) || !entry.dir->isWritable()) continue;
+        if (dedicated != (condition != 0)) continue;
+        if (!entry.dir->isWritable()) {
+            if (notReady == nullptr) notReady = &entry;
+            continue;
+        }
         RecordDiskInfoEx* disk = findDisk(diskNameOf(entry.info));
         bool ownDisk = held != m_holders.end() && held->second == diskNameOf(entry.info);
         if (disk != nullptr && disk->isOverAccessLimit() && !ownDisk) continue;
         chosen = &entry;
         break;
+    }
+    // A directory that is still making itself ready answers for itself.
+    if (chosen == nullptr && notReady != nullptr) {
+        HDDirWithIndex* indexed = dynamic_cast<HDDirWithIndex*>(notReady->dir.get());
+        if (indexed != nullptr && !indexed->isReady()) return OV_RECORD_DIR_NOT_READY;
     }
     if (chosen == nullptr) return OV_RECORD_NO_DIR_WRITE;
 
