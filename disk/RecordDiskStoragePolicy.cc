@@ -168,12 +168,11 @@ bool RecordDiskStoragePolicy::isCycleWrite(SafePointer<RecordFileInfo> const& fi
 bool RecordDiskStoragePolicy::needWaitDiskReady() {
     if (m_bReady) return false;
     double now = OVTime::getUpTime();
-    double first = m_dFirstWaitTime;
-    if (first < 0) {
+    if (!m_bWaiting.exchange(true)) {
         m_dFirstWaitTime = now;
         return true;
     }
-    if (now - first < NS_RecordDiskStoragePolicy::kReadyWaitSeconds) return true;
+    if (now - m_dFirstWaitTime < NS_RecordDiskStoragePolicy::kReadyWaitSeconds) return true;
     m_bReady = true;
     NS_RecordDiskStoragePolicy::writeLog("begin clean earliest file");
     return false;

@@ -85,7 +85,8 @@ private:
     // Read by sessions, the scan thread and the sweep alike.
     std::atomic<bool> m_bReady{false};
     std::atomic<bool> m_bDualPolicyEnable{true};
-    std::atomic<double> m_dFirstWaitTime{-1.0};  // up-time of the first wait
+    std::atomic<bool> m_bWaiting{false};
+    std::atomic<double> m_dFirstWaitTime{0.0};  // up-time of the first wait
     std::atomic<int> m_nRecordMode{1};
     std::vector<RecordDiskInfoEx> m_disks;           // guarded by m_dirMutex
     std::vector<RecordDirEx> m_ascDirs;              // guarded by m_dirMutex
