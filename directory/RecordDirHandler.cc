@@ -373,7 +373,9 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
         getUnlockFileList(deviceDir, date, unlocked);
         listRecordFiles(dateDir, all);
         bool anyLocked = lockCount != 0 || unlocked.size() != all.size();
-        if (!anyLocked && pass == DatePass::kFiles) {
+        // A folder being recorded into is cut by its index, never as a whole.
+        bool recording = RecordingMarkManager::getInstance()->isExistMark(deviceDir, date);
+        if (!anyLocked && !recording && pass == DatePass::kFiles) {
             int moved = mvFile2Recyclebin(bin, dateDir);
             std::snprintf(text, sizeof(text), "delete file: %s , num:%d end", dateDir.c_str(), moved);
             deleteLog(text);
@@ -387,7 +389,8 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
             }
             continue;
         }
-        if (anyLocked && deleteStatus != NS_RecordDirHandler::kNothingDeleted && pass == DatePass::kFiles) {
+        if (anyLocked && !recording && deleteStatus != NS_RecordDirHandler::kNothingDeleted &&
+            pass == DatePass::kFiles) {
             // An earlier pass took the entries: only the files are left to go.
             if (!unlocked.empty()) bin->deleteFile(dateDir, unlocked);
         } else {
@@ -428,11 +431,30 @@ int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordRecycleBin>
     return touched;
 }
 
+bool RecordDirHandler::getRecordingFileBegin(std::string const& deviceDir, std::string const& date, long long& begin) {
+    if (!RecordingMarkManager::getInstance()->isExistMark(deviceDir, date)) return false;
+    RecordIndexFileParserEx parser;
+    RecordFileInfo last;
+    if (parser.open(m_dirInfo, date, deviceDir, NS_RecordDirHandler::kMainIndex, 0) == 0 ||
+        parser.getLastestFileInfo(last) != 1)
+        return false;
+    begin = last.getRecordBeginTime();
+    return true;
+}
+
 int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordOutDateFileHandler>& handler,
                                                    std::string const& deviceDir, std::string const& date) {
-    int files = cutIndex(deviceDir, date, NS_RecordDirHandler::kMainIndex, handler);
+    // The file being recorded is never taken, however far the cut reaches:
+    // its writer would go on writing into a file the bin hands out again.
+    SafePointer<RecordOutDateFileHandler> cut = handler;
+    long long recording = 0;
+    if (getRecordingFileBegin(deviceDir, date, recording) && recording < handler->getFileDeleteTime()) {
+        cut = SafePointer<RecordOutDateFileHandler>(new RecordOutDateFileHandler(*handler));
+        cut->setFileDeleteTime(recording);
+    }
+    int files = cutIndex(deviceDir, date, NS_RecordDirHandler::kMainIndex, cut);
     if (m_dirInfo.getDiskType() == DiskKind::kCard)
-        cutIndex(deviceDir, date, NS_RecordDirHandler::kBackupIndex, handler);
+        cutIndex(deviceDir, date, NS_RecordDirHandler::kBackupIndex, cut);
     if (files != 0) return 0;
     if (!handler->getDeleteFileFlag()) {
         removeDateIndex(deviceDir, date);

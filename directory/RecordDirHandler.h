@@ -138,6 +138,9 @@ private:
     int cutIndex(std::string const& deviceDir, std::string const& date, int storageType,
                  SafePointer<RecordOutDateFileHandler>& handler);
     void deleteLog(char const* text);
+    // Begin time of the file a recording of that device and date is writing;
+    // false when none is being recorded there.
+    bool getRecordingFileBegin(std::string const& deviceDir, std::string const& date, long long& begin);
 
     std::string m_strRecordPath;
     IDiskManager* m_pDiskManager = nullptr;  // process-lived, not owned

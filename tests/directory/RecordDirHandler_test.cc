@@ -142,6 +142,23 @@ TEST_F(RecordDirHandlerTest, EarliestDatePassSparesKeepByDaysDevicesAndLockedFil
     EXPECT_FALSE(m_dir.exists("record/" + only3->getDeviceDirName()));  // its last date went with it
 }
 
+// Whatever a pass may cut, the file a recording is writing stays: its writer
+// would go on into a file the bin hands out again.
+TEST_F(RecordDirHandlerTest, NoPassTakesTheFileBeingRecorded) {
+    SafePointer<RecordFileInfo> done = recorded(2, kOld);
+    SafePointer<RecordFileInfo> growing = recorded(2, kOld + 600);
+    RecordingMarkManager::getInstance()->addMark(growing->getDeviceDirName(), growing->getRecordDate());
+    EXPECT_EQ(1, m_handler->deleteEarliestDateFile(m_bin, m_policies, growing->getRecordDate(), 0));
+    EXPECT_TRUE(inBin(done));
+    EXPECT_TRUE(inPlace(growing));
+    EXPECT_EQ(1, m_handler->deleteSpecialTimeSegmentFile(m_bin, m_policies, growing->getRecordDate(), kNow));
+    RecordingMarkManager::getInstance()->delMark(growing->getDeviceDirName());
+    EXPECT_TRUE(inPlace(growing));
+    EXPECT_EQ(1, entries(growing));
+    EXPECT_EQ(1, m_handler->deleteSpecialTimeSegmentFile(m_bin, m_policies, growing->getRecordDate(), kNow));
+    EXPECT_TRUE(inBin(growing));
+}
+
 TEST_F(RecordDirHandlerTest, IndexOnlyPassLeavesTheFilesForTheNextPass) {
     SafePointer<RecordFileInfo> file = recorded(2, kOld);
     EXPECT_EQ(1, m_handler->deleteEarliestDateIndexFile(m_bin, m_policies, file->getRecordDate()));

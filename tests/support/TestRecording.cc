@@ -20,6 +20,7 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked)
 
 SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock) {
     SafePointer<RecordFileInfo> file = testFileOf(camera, begin);
+    file->setRecordDirInfoEx(dir.getRecordDirInfoEx());
     TestBlock block(1, 1, begin, 2, static_cast<char>('a' + camera));
     file->setAVStreamInfo(AVStreamInfo(&block.data));
     dir.setDeviceRequetType(file->getRecordDeviceInfo(), 0);

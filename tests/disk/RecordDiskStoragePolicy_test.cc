@@ -1,0 +1,204 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+#include "directory/HDDirWithIndex.h"
+#include "directory/LastRecordFileInfoManager.h"
+#include "disk/DeviceSequenceMapManager.h"
+#include "disk/RecordDiskStoragePolicy.h"
+#include "disk/RecordOtherStoragePolicy.h"
+#include "foundation/StorageParameterManage.h"
+#include "host/DiskStateManager.h"
+#include "host/HostClock.h"
+#include "host/HostPaths.h"
+#include "host/OrvaneTime.h"
+#include "tests/support/HostRootGuard.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestRecording.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+constexpr long long kSegment = 4096;
+constexpr long long kDay = 86400;
+constexpr long long kNow = 1706698800LL;  // 2024-01-31 11:00:00 UTC
+
+RecordDeviceDirPolicy policyOf(int camera, bool cycleWrite) {
+    return RecordDeviceDirPolicy(testFileOf(camera, 0)->getRecordDeviceInfo(), cycleWrite, 1, 30, false);
+}
+
+// Three ready local directories on disks 1 to 3, each with room for
+// `files` record files handed out (the pool keeps its top file; a tenth as
+// many index files), and channels 1 to 4 in sequences 1, 2, 1, 2.
+class StoragePolicyTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        setenv("TZ", "UTC", 1);
+        tzset();
+        HostClock::freeze();
+        HostClock::shift(static_cast<double>(kNow - OrvaneTime::currentTime().getSeconds()));
+        LastRecordFileInfoManager::getInstance()->clear();
+        DeviceSequenceMapManager::getInstance()->clear();
+        for (int camera = 1; camera <= 4; ++camera)
+            DeviceSequenceMapManager::getInstance()->updateDeviceSequence("NVR", camera, true);
+    }
+    void TearDown() override {
+        m_dirs.clear();
+        DeviceSequenceMapManager::getInstance()->clear();
+        LastRecordFileInfoManager::getInstance()->clear();
+        StorageParameterManage::getInstance()->resetStorageParameter();
+        DiskStateManager::getInstance()->clear();
+        HostClock::reset();
+    }
+    void makeDisks(int files, int referenceLimit = 16) {
+        ASSERT_TRUE(m_root.writeFile("cfg/storageparam.ini", "DiskReferenceCountLimit=" + std::to_string(referenceLimit) + "\n"));
+        fs::create_directories(HostPaths::getConfigDir());
+        fs::copy_file(m_root.path("cfg/storageparam.ini"), HostPaths::getConfigDir() + "/storageparam.ini",
+                      fs::copy_options::overwrite_existing);
+        ASSERT_TRUE(StorageParameterManage::getInstance()->initStorageParameter());
+        for (int disk = 1; disk <= 3; ++disk) {
+            RecordDirInfoEx info;
+            info.setRecordRootDir(m_root.path("hd" + std::to_string(disk)));
+            info.setRecordDiskName("sd" + std::string(1, static_cast<char>('a' + disk - 1)) + "@" + std::to_string(disk));
+            info.setEnableFlag(true);
+            info.setFileSegmentSize(kSegment);
+            info.setUseableSpace((files + 1) * kSegment * 100 / 95 + 1);
+            fs::create_directories(info.getRecordRootDir());
+            SafePointer<IRecordDir> dir(new HDDirWithIndex(info, 1, "NVR", 1));
+            EXPECT_EQ(0, static_cast<HDDirWithIndex*>(dir.get())->detectDirStatus());
+            ASSERT_TRUE(dir->isWritable());
+            m_dirs.push_back(dir);
+        }
+    }
+    template <typename Policy>
+    void fill(Policy& policy, std::vector<RecordDeviceDirPolicy> const& policies) {
+        for (SafePointer<IRecordDir> const& dir : m_dirs) policy.insertRecordDir(dir);
+        policy.updateRecordDeviceDirPolicy(policies);
+    }
+    // Which disk (1 to 3) a camera's next file is placed on; 0 with the code in `code`.
+    template <typename Policy>
+    int place(Policy& policy, int camera, int* code = nullptr, SafePointer<RecordFileInfo>* out = nullptr) {
+        SafePointer<RecordFileInfo> file = testFileOf(camera, kNow);
+        SafePointer<IRecordDir> dir;
+        int result = policy.getUsableDir(file, 0, dir);
+        if (code != nullptr) *code = result;
+        if (out != nullptr) *out = file;
+        if (result != 0) return 0;
+        for (size_t i = 0; i < m_dirs.size(); ++i)
+            if (m_dirs[i].get() == dir.get()) return static_cast<int>(i) + 1;
+        return -1;
+    }
+    // A real recording on every file each disk can hand out, oldest first.
+    std::vector<SafePointer<RecordFileInfo>> recordUntilFull(long long begin) {
+        std::vector<SafePointer<RecordFileInfo>> files;
+        for (SafePointer<IRecordDir> const& dir : m_dirs)
+            while (dir->hasFreeSpace()) files.push_back(recordTestFile(*dir, 1, begin += 60));
+        return files;
+    }
+    static bool inBin(SafePointer<RecordFileInfo> const& file) {
+        return fs::exists(file->getRecordDirInfoEx().getRecordRootDir() + "/record/recycleBin/" + file->getRecordFileName());
+    }
+
+    TempDir m_root;
+    HostRootGuard m_host{m_root.path("host")};
+    std::vector<SafePointer<IRecordDir>> m_dirs;
+};
+
+TEST_F(StoragePolicyTest, DualOrderPutsTheSecondHalfOnTheHighestDiskAndTheLimitIsAPreference) {
+    makeDisks(10, 1);
+    RecordDiskStoragePolicy policy;
+    fill(policy, {});
+    EXPECT_EQ(1, place(policy, 1));  // sequence 1: lowest disk first
+    EXPECT_EQ(3, place(policy, 2));  // sequence 2: highest disk first
+    EXPECT_EQ(2, place(policy, 3));  // disk 1 is at its limit of one writer
+    EXPECT_EQ(1, policy.getDiskReference("1"));
+    policy.disablePolicy();
+    EXPECT_EQ(1, place(policy, 4));  // sequence 2 takes the lowest now; all at their limit, the first with room
+}
+
+TEST_F(StoragePolicyTest, AReferenceIsGivenBackOnceWhateverTheCalls) {
+    makeDisks(10);
+    RecordDiskStoragePolicy policy;
+    fill(policy, {});
+    SafePointer<RecordFileInfo> file;
+    ASSERT_EQ(1, place(policy, 1, nullptr, &file));
+    ASSERT_EQ(0, m_dirs[0]->createFile(file));
+    EXPECT_EQ(1, policy.getDiskReference("1"));
+    policy.decreaseRecordDiskReference(file);
+    policy.decreaseRecordDiskReference(file);
+    EXPECT_EQ(0, policy.getDiskReference("1"));
+    SafePointer<RecordFileInfo> other;
+    ASSERT_EQ(1, place(policy, 1, nullptr, &other));
+    ASSERT_EQ(0, m_dirs[0]->createFile(other));
+    policy.decreaseRecordDiskReference(file);  // the first file's reference went already
+    EXPECT_EQ(1, policy.getDiskReference("1"));
+}
+
+// A full group: without cycle write -756 at once and nothing deleted; with
+// it nothing either for the first 300 s; then the oldest date goes to the
+// bin and recording goes on in a reclaimed file under its old number.
+TEST_F(StoragePolicyTest, FullGroupReclaimsItsOldestDateOnlyForCycleWritersAndNotInTheFirstFiveMinutes) {
+    makeDisks(20);
+    std::vector<SafePointer<RecordFileInfo>> old = recordUntilFull(kNow - 3 * kDay);
+    ASSERT_EQ(60u, old.size());
+    RecordDiskStoragePolicy policy;
+    fill(policy, {policyOf(1, true), policyOf(2, false)});
+    int code = 0;
+    EXPECT_EQ(0, place(policy, 2, &code));
+    EXPECT_EQ(-756, code);
+    EXPECT_EQ(0, place(policy, 1, &code));
+    EXPECT_EQ(-761, code);
+    HostClock::shift(299);
+    EXPECT_EQ(0, place(policy, 1, &code));
+    EXPECT_EQ(-761, code);
+    for (SafePointer<RecordFileInfo> const& file : old) ASSERT_FALSE(inBin(file));
+    HostClock::shift(2);
+    SafePointer<RecordFileInfo> next;
+    EXPECT_EQ(1, place(policy, 1, &code, &next));
+    ASSERT_EQ(0, code);
+    // The first disk gave its day and was enough: the others keep theirs.
+    for (size_t i = 0; i < old.size(); ++i) EXPECT_EQ(i < 20, inBin(old[i])) << i;
+    ASSERT_EQ(0, m_dirs[0]->createFile(next));
+    EXPECT_TRUE(fs::exists(next->createRecordFileName()));
+    bool reissued = false;
+    for (size_t i = 0; i < 20; ++i) reissued = reissued || old[i]->getFileNumber() == next->getFileNumber();
+    EXPECT_TRUE(reissued);
+}
+
+// Today alone on disk: the sweep cuts it in slices of a quarter of the day
+// so far (now 11:00, first cut 05:30) and stops once there is room.
+TEST_F(StoragePolicyTest, BackgroundSweepCutsALoneDateInQuartersAndStopsWithRoom) {
+    makeDisks(20);
+    long long const midnight = kNow - 11 * 3600;
+    std::vector<SafePointer<RecordFileInfo>> files;
+    long long begin = midnight + 3600;
+    for (SafePointer<IRecordDir> const& dir : m_dirs)
+        for (; dir->hasFreeSpace(); begin += 600) files.push_back(recordTestFile(*dir, 1, begin));
+    RecordDiskStoragePolicy policy;
+    fill(policy, {policyOf(1, true)});
+    EXPECT_EQ(1, policy.cleanSpace(m_dirs));
+    for (SafePointer<RecordFileInfo> const& file : files)
+        EXPECT_EQ(file->getRecordBeginTime() < midnight + 5 * 3600 + 1800, inBin(file)) << file->getRecordFileName();
+}
+
+TEST_F(StoragePolicyTest, OtherPolicyRotatesAndReclaimsTheOldestUnlockedFileOfTheGroup) {
+    makeDisks(20);
+    RecordOtherStoragePolicy policy(1);
+    fill(policy, {policyOf(1, true)});
+    EXPECT_EQ(1, place(policy, 1));
+    EXPECT_EQ(2, place(policy, 1));
+    EXPECT_EQ(3, place(policy, 1));
+    EXPECT_EQ(1, place(policy, 1));
+    SafePointer<RecordFileInfo> locked = recordTestFile(*m_dirs[1], 1, kNow - 5 * kDay, true);
+    std::vector<SafePointer<RecordFileInfo>> rest = recordUntilFull(kNow - 4 * kDay);
+    int code = 0;
+    EXPECT_EQ(1, place(policy, 1, &code));
+    EXPECT_EQ(0, code);
+    EXPECT_FALSE(inBin(locked));
+    EXPECT_TRUE(inBin(rest[0]));
+    EXPECT_FALSE(inBin(rest[1]));
+}
+
+}  // namespace
