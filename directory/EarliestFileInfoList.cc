@@ -29,24 +29,16 @@ bool EarliestFileInfoList::isInContion(SafePointer<RecordFileInfo> const& file) 
 }
 
 bool EarliestFileInfoList::isInContionLocked(RecordFileInfo const& file) {
-    size_t count = m_policyList.size();
-    if (count == 0) return true;
-    std::string ip = BasicTool::getFileNameIP(file.getDeviceIP());
+    if (m_policyList.empty()) return true;
     // From the last hit on: one device's files come in runs.
-    for (size_t step = 0; step < count; ++step) {
-        size_t at = (m_nPolicyCursor + step) % count;
-        RecordDeviceDirPolicy const& policy = m_policyList[at];
-        RecordDeviceInfo const& device = policy.getRecordDeviceInfo();
-        if (device.getDeviceId() != file.getDeviceId() || device.getCameraId() != file.getCameraId() ||
-            BasicTool::getFileNameIP(device.getDeviceIP()) != ip) {
-            continue;
-        }
-        m_nPolicyCursor = at;
-        if (policy.isCycleWrite()) return true;
-        long long keep = static_cast<long long>(policy.getRecordSaveDays()) * NS_EarliestFileInfoList::kSecondsPerDay;
-        return keep < m_nNow - file.getRecordBeginTime();
-    }
-    return false;
+    size_t at = 0;
+    RecordDeviceDirPolicy const* policy = RecordDeviceDirPolicy::find(
+        m_policyList, file.getDeviceId(), file.getDeviceIP(), file.getCameraId(), m_nPolicyCursor, &at);
+    if (policy == nullptr) return false;
+    m_nPolicyCursor = at;
+    if (policy->isCycleWrite()) return true;
+    long long keep = static_cast<long long>(policy->getRecordSaveDays()) * NS_EarliestFileInfoList::kSecondsPerDay;
+    return keep < m_nNow - file.getRecordBeginTime();
 }
 
 int EarliestFileInfoList::getFileCount() const {

@@ -35,22 +35,12 @@ constexpr int kIndexDeleted = 1;     // a pass took the entries, the files wait
 
 bool printing() { return GlobalEnv::getInstance()->getPrintFlag(); }
 
-// The policy of the device folder's device, or null; an IP left empty in a
-// policy matches any.
+// The policy of the device folder's device, or null.
 RecordDeviceDirPolicy const* findPolicy(std::string const& deviceDir, std::vector<RecordDeviceDirPolicy> const& policies) {
     DeviceDirParser parser;
     if (!parser.parse(deviceDir.c_str())) return nullptr;
-    for (RecordDeviceDirPolicy const& policy : policies) {
-        RecordDeviceInfo const& device = policy.getRecordDeviceInfo();
-        if (device.getDeviceId() != parser.getDeviceId() || device.getCameraId() != parser.getCameraId()) continue;
-        if (!device.getDeviceIP().empty() &&
-            BasicTool::getFileNameIP(device.getDeviceIP()) != parser.getDeviceIP())
-            continue;
-        return &policy;
-    }
-    return nullptr;
+    return RecordDeviceDirPolicy::find(policies, parser.getDeviceId(), parser.getDeviceIP(), parser.getCameraId());
 }
-
 }  // namespace NS_RecordDirHandler
 
 RecordDirHandler::RecordDirHandler(RecordDirInfoEx const& info, std::string const& recordPath)

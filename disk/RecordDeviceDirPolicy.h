@@ -1,6 +1,9 @@
 #ifndef DISK_RECORDDEVICEDIRPOLICY_H
 #define DISK_RECORDDEVICEDIRPOLICY_H
 
+#include <string>
+#include <vector>
+
 #include "foundation/RecordInfo.h"
 
 // A channel's storage settings: whether it may overwrite its oldest
@@ -27,6 +30,15 @@ public:
     void setRecordSaveDays(int days) { m_nRecordSaveDays = days; }
     bool getRedundancyFlag() const { return m_bRedundancy; }
     void setRedundancyFlag(bool redundancy) { m_bRedundancy = redundancy; }
+
+    // The policy is this channel's: same id and camera, and the same IP (in
+    // its file-name form) unless the policy leaves it empty.
+    bool isForDevice(std::string const& deviceId, std::string const& deviceIP, int cameraId) const;
+    // The channel's policy in `policies`, from position `from` round; null
+    // when it has none. `found` (may be null) receives the position.
+    static RecordDeviceDirPolicy const* find(std::vector<RecordDeviceDirPolicy> const& policies,
+                                             std::string const& deviceId, std::string const& deviceIP, int cameraId,
+                                             size_t from = 0, size_t* found = nullptr);
 
 private:
     RecordDeviceInfo m_device;

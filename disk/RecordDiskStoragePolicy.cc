@@ -157,12 +157,9 @@ bool RecordDiskStoragePolicy::getFreeRecordDir(std::vector<SafePointer<IRecordDi
 
 bool RecordDiskStoragePolicy::isCycleWrite(SafePointer<RecordFileInfo> const& file) {
     OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    for (RecordDeviceDirPolicy const& policy : m_policies) {
-        RecordDeviceInfo const& device = policy.getRecordDeviceInfo();
-        if (device.getDeviceId() == file->getDeviceId() && device.getCameraId() == file->getCameraId())
-            return policy.isCycleWrite();
-    }
-    return false;
+    RecordDeviceDirPolicy const* policy =
+        RecordDeviceDirPolicy::find(m_policies, file->getDeviceId(), file->getDeviceIP(), file->getCameraId());
+    return policy != nullptr && policy->isCycleWrite();
 }
 
 bool RecordDiskStoragePolicy::needWaitDiskReady() {

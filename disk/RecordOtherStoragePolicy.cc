@@ -88,12 +88,9 @@ bool RecordOtherStoragePolicy::getFreeRecordDir(std::vector<SafePointer<IRecordD
 
 bool RecordOtherStoragePolicy::isCycleWrite(SafePointer<RecordFileInfo> const& file) {
     OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    for (RecordDeviceDirPolicy const& policy : m_policies) {
-        RecordDeviceInfo const& device = policy.getRecordDeviceInfo();
-        if (device.getDeviceId() == file->getDeviceId() && device.getCameraId() == file->getCameraId())
-            return policy.isCycleWrite();
-    }
-    return false;
+    RecordDeviceDirPolicy const* policy =
+        RecordDeviceDirPolicy::find(m_policies, file->getDeviceId(), file->getDeviceIP(), file->getCameraId());
+    return policy != nullptr && policy->isCycleWrite();
 }
 
 int RecordOtherStoragePolicy::getUsableDir(SafePointer<RecordFileInfo> file, int condition,
