@@ -1,6 +1,5 @@
 #include "directory/EarliestFileInfoList.h"
 
-#include "foundation/BasicTool.h"
 #include "foundation/OVMutexManager.h"
 #include "host/OrvaneTime.h"
 
