@@ -10,17 +10,20 @@
 //
 // The folder is $RECSTORE_BENCH_DIR, else $TMPDIR, else /tmp.
 // RECSTORE_BENCH_DD_MIB fixes the MiB of every dd run (BM_DdSameFolder: 512). RECSTORE_BENCH_ITERATIONS
-// fixes the number of 10 s rounds of stream (12: every channel flushes twice).
+// fixes the number of 10 s rounds of stream (default 12: every channel flushes
+// twice); the record directory claims room for that many rounds and no more.
 #include <benchmark/benchmark.h>
 
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "directory/LastRecordFileInfoManager.h"
@@ -50,6 +53,8 @@ double cpuSeconds() {
     return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
            (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
+
+constexpr int kDefaultRounds = 12;
 
 char const* const kStreams[] = {"hd25_gop25_10s.h264", "fhd25_gop50_10s.h264"};
 
@@ -103,13 +108,31 @@ void BM_RecordChannels(benchmark::State& state) {
     RecordDirInfoEx dir;
     dir.setRecordRootDir(folder + "/disk");
     dir.setRecordDiskName("disk");
-    dir.setFileSegmentSize(64LL << 20);
+    // The indexed directory preallocates its pool: room for the rounds'
+    // bytes of every channel (1 MB per stream second at most), never less
+    // than the ten files per channel that buy it an index file.
+    constexpr long long kSegment = 16LL << 20;
+    long long const rounds = envInt("RECSTORE_BENCH_ITERATIONS", kDefaultRounds);
+    long long const perChannel = std::max(10LL, rounds * 10 * 1000000 / kSegment + 2);
+    dir.setFileSegmentSize(kSegment);
+    dir.setEnableFlag(true);
+    dir.setUseableSpace(channels * perChannel * kSegment * 100 / 95 + kSegment);
     if (shareWithoutCache) {
         dir.setDiskType(4);
         dir.setFileSystemFormat(6);
     }
     DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({dir});
+    SafePointer<IRecordDir> served = RecordDiskManagerImpl::getInstance()->getRecordDir(dir.getRecordRootDir());
+    auto const until = std::chrono::steady_clock::now() + std::chrono::minutes(5);
+    while (!served->isWritable() && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    if (!served->isWritable()) {
+        RecordDiskManagerImpl::getInstance()->clear();
+        removeFolder(folder);
+        state.SkipWithError("record directory not ready");
+        return;
+    }
 
     struct Channel {
         std::unique_ptr<TSFrameQueue> queue;
@@ -186,7 +209,8 @@ void recordingCases(benchmark::internal::Benchmark* bench) {
     bench->Args({64, 1, 1});
     bench->Args({64, 0, 6});
     bench->Unit(benchmark::kMillisecond)->UseRealTime();
-    if (int rounds = envInt("RECSTORE_BENCH_ITERATIONS", 0)) bench->Iterations(rounds);
+    // Fixed rounds: the directory's pool is sized for them.
+    bench->Iterations(envInt("RECSTORE_BENCH_ITERATIONS", kDefaultRounds));
 }
 BENCHMARK(BM_RecordChannels)->Apply(recordingCases);
 

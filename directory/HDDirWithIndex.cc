@@ -197,6 +197,8 @@ RecordDirSpaceInfo HDDirWithIndex::getSpaceRecord() {
 int HDDirWithIndex::createFile(SafePointer<RecordFileInfo>& file) {
     if (!m_bReady) return OV_RECORD_DIR_NOT_READY;
     RecordDirInfoEx info = getRecordDirInfoEx();
+    // Index and writer find the file through the description it carries.
+    file->setRecordDirInfoEx(info);
     int code = m_handler->createIndexFile(file);
     if (code != 0) return code;
     if (StorageParameterManage::getInstance()->getKeepSceneFlag() && m_pSceneLog != nullptr) {

@@ -1,5 +1,6 @@
 #include "directory/RecordDirFactory.h"
 
+#include "directory/HDDirWithIndex.h"
 #include "directory/PlainRecordDir.h"
 #include "directory/RecordDirWithoutIndex.h"
 #include "foundation/EncoderType.h"
@@ -11,9 +12,10 @@ SafePointer<IRecordDir> RecordDirFactory::create(int dirKind, RecordDirInfoEx co
         return SafePointer<IRecordDir>(new SnapshotRecordDirEx(info, groupValue, deviceId, recordType));
     switch (info.getDiskType()) {
         case DiskKind::kFtp: return SafePointer<IRecordDir>(new RecordDirWithoutIndex(info, recordType));
-        // Local disks, SD cards and mounted shares record into the plain
-        // folder until the sessions' tests, the tool and the benchmark bound
-        // the indexed directory's preallocation and wait for it to be ready.
-        default: return SafePointer<IRecordDir>(new PlainRecordDir(info));
+        // Network-attached shares keep the plain folder until they get a
+        // directory of their own.
+        case DiskKind::kNas: return SafePointer<IRecordDir>(new PlainRecordDir(info));
+        default:
+            return SafePointer<IRecordDir>(new HDDirWithIndex(info, groupValue, deviceId, recordType));
     }
 }

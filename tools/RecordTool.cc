@@ -9,6 +9,7 @@
 // broken, or an input could not be read; 2 for a malformed command line.
 // Each failure is one line on standard error.
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "disk/RecordDiskManagerImpl.h"
@@ -52,6 +54,9 @@ char const kUsage[] =
     "  --file-mib M      size of a record file in MiB, 1 to 2048 (default 16)\n"
     "  --width W         picture width, 16 to 8192 (default 1280)\n"
     "  --height H        picture height, 16 to 8192 (default 720)\n"
+    "  --space-mib M     space the record directory may claim, 16 to 65536 MiB\n"
+    "                    (default 1024); its record files are preallocated in it,\n"
+    "                    and each channel and day needs ten files' room for its index\n"
     "Records into RECORD_DIR/disk1; logs go to RECORD_DIR/mnt/mtd/log unless\n"
     "RECSTORE_ROOT names another root.\n";
 
@@ -62,6 +67,7 @@ struct Options {
     std::string strVideo;
     std::string strAudio;
     long long nFileBytes = 16LL << 20;
+    long long nSpaceBytes = 1024LL << 20;
     int nWidth = 1280;
     int nHeight = 720;
     std::string strTestData;
@@ -102,7 +108,8 @@ int parse(int argc, char** argv, Options& options) {
                         {"--seconds", 1, 86400, options.nSeconds},
                         {"--file-mib", 1, 2048, options.nFileBytes >> 20},
                         {"--width", 16, 8192, options.nWidth},
-                        {"--height", 16, 8192, options.nHeight}};
+                        {"--height", 16, 8192, options.nHeight},
+                        {"--space-mib", 16, 65536, options.nSpaceBytes >> 20}};
     std::string start = kDefaultStart;
     std::vector<std::string> rest;
     for (int i = 1; i < argc; ++i) {
@@ -152,6 +159,7 @@ int parse(int argc, char** argv, Options& options) {
     options.nFileBytes = numbers[2].value << 20;
     options.nWidth = static_cast<int>(numbers[3].value);
     options.nHeight = static_cast<int>(numbers[4].value);
+    options.nSpaceBytes = numbers[5].value << 20;
     options.strTestData = rest[0];
     options.strRecordDir = rest[1];
     if (options.strVideo.empty()) options.strVideo = options.strTestData + "/hd25_gop25_10s.h264";
@@ -228,6 +236,18 @@ struct Channel {
         return head + "recorded nothing: no block came out of the frame queue";
     }
 };
+
+// The directory makes itself ready on its own thread; a disk it finds
+// unusable (status other than unknown or ready) ends the wait at once.
+void waitUntilReady(std::string const& root) {
+    SafePointer<IRecordDir> dir = RecordDiskManagerImpl::getInstance()->getRecordDir(root);
+    auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+    while (!dir.isNull() && !dir->isWritable() && std::chrono::steady_clock::now() < until) {
+        int const status = dir->getRecordDirInfoEx().getStatus();
+        if (status != 0 && status != 1) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
 
 std::string clock(unsigned long seconds) {
     std::string text;
@@ -359,9 +379,13 @@ int run(Options const& options) {
     dir.setRecordDiskName("disk1");
     dir.setDiskType(1);
     dir.setFileSegmentSize(options.nFileBytes);
+    dir.setEnableFlag(true);
+    // The directory preallocates its files from this, never from the disk's free space.
+    dir.setUseableSpace(options.nSpaceBytes);
     // A folder that cannot be made is left for the engine to refuse, channel by channel.
     DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({dir});
+    waitUntilReady(dir.getRecordRootDir());
 
     std::vector<std::unique_ptr<Channel>> channels;
     for (int i = 0; i < options.nChannels; ++i) {

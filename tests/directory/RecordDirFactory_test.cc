@@ -3,6 +3,7 @@
 #include <sstream>
 #include <typeinfo>
 
+#include "directory/HDDirWithIndex.h"
 #include "directory/PlainRecordDir.h"
 #include "directory/RecordDirEx.h"
 #include "directory/RecordDirFactory.h"
@@ -39,8 +40,8 @@ TEST(RecordDirFactory, ChoosesTheClassByKindThenDiskType) {
         int diskType;
         char const* expected;
     } const cases[] = {
-        {1, 0, typeid(PlainRecordDir).name()},        {1, 1, typeid(PlainRecordDir).name()},
-        {1, 2, typeid(PlainRecordDir).name()},        {1, 5, typeid(PlainRecordDir).name()},
+        {1, 0, typeid(HDDirWithIndex).name()},        {1, 1, typeid(HDDirWithIndex).name()},
+        {1, 2, typeid(HDDirWithIndex).name()},        {1, 5, typeid(HDDirWithIndex).name()},
         {1, 3, typeid(RecordDirWithoutIndex).name()}, {1, 4, typeid(PlainRecordDir).name()},
         {2, 1, typeid(SnapshotRecordDirEx).name()},   {2, 3, typeid(SnapshotRecordDirEx).name()},
         {0, 4, typeid(SnapshotRecordDirEx).name()},

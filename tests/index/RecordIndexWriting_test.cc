@@ -16,6 +16,7 @@
 #include "recording/TSFrameQueue.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
+#include "tests/support/IndexedDirs.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestStreams.h"
 #include "tracking/RecordingMarkManager.h"
@@ -34,7 +35,7 @@ struct Written {
     bool iFrame = false;
 };
 
-// Frame queue, session and the disk manager's plain directory.
+// Frame queue, session and the disk manager's indexed directory.
 class Channel {
 public:
     Channel() : m_queue(8 << 20) {
@@ -86,7 +87,8 @@ protected:
         setenv("TZ", "UTC", 1);
         tzset();
         m_dir.setRecordDiskName("sda1");
-        m_dir.setFileSegmentSize(64LL << 20);
+        m_dir.setFileSegmentSize(8LL << 20);
+        boundRecordSpace(m_dir, 12);
     }
 
     void TearDown() override {
@@ -100,7 +102,7 @@ protected:
         RecordDiskManagerImpl::getInstance()->clear();
         LastRecordFileInfoManager::getInstance()->clear();
         RecordingMarkManager::getInstance()->delMark(kDeviceDir);
-        RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
+        ASSERT_TRUE(serveRecordDirs({m_dir}));
     }
 
     // The CIF stream, from a second of the day.
@@ -143,6 +145,7 @@ TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUns
     for (size_t cut = 0; cut <= 8; ++cut) {
         SCOPED_TRACE(cut);
         TempDir disk;
+        disk.makeDir("sda1");
         m_dir.setRecordRootDir(disk.path("sda1"));
         restart();
         auto plan = std::make_shared<FaultPlan>();
@@ -161,11 +164,14 @@ TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUns
                 }
             });
             if (cut == 0) channel.close();
+            // Not rebuilt behind the reader's back once the disk is back.
+            RecordDiskManagerImpl::getInstance()->clear();
         }
         HostClock::reset();
         // A flush with block j writes the items of the blocks before j - 1.
         size_t indexed = cut == 0 ? written.size() : 0;
         for (size_t flush = 4; flush <= cut; flush += 3) indexed = flush - 2;
+        ASSERT_FALSE(written.empty());
         std::string name = written.front().file;
         std::string flushed;
         std::vector<long long> iFrames;
@@ -198,7 +204,7 @@ TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUns
         EXPECT_EQ(0, TempDir::readWhole(indexName).compare(0, entryLength, index, 0, entryLength));
         items = nodes(name);
         EXPECT_EQ(flushed.size() + appended.size(), length(items));
-        std::string old = TempDir::readWhole(dateDir() + "/" + name);
+        std::string old = TempDir::readWhole(dateDir() + "/" + name);  // preallocated: read what is indexed
         EXPECT_TRUE(flushed + appended == old.substr(0, flushed.size() + appended.size()));
         EXPECT_EQ(joins ? length(items) : recorded.size(), length(nodes(next.blocks().back().file)));
         // Joined, the file keeps its time line: the new run starts 600 s in.

@@ -36,6 +36,7 @@
 #include "tests/support/FaultInjectingFile.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
+#include "tests/support/IndexedDirs.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestBlock.h"
 #include "tests/support/TsPacketReader.h"
@@ -65,23 +66,26 @@ bool waitFor(std::function<bool()> const& condition) {
     return condition();
 }
 
-// Sessions on disk "sda1" (type 1, where faults are injected) and on a plain
-// second disk "sdb1" (type 2).
+// Sessions on an indexed disk "sda1" (type 1, where faults are injected) and
+// a second one "sdb1"; each holds 64 record files of 20 packets, and index
+// files (one per ten record files) for six channel days.
 class RecordStorageTest : public ::testing::Test {
 protected:
     void SetUp() override {
         setenv("TZ", "UTC", 1);
         tzset();
+        m_disk.makeDir("sda1");
+        m_disk.makeDir("sdb1");
         m_dir.setRecordRootDir(m_disk.path("sda1"));
         m_dir.setRecordDiskName("sda1");
         m_dir.setFileSegmentSize(20 * TestBlock::kPacket);
         m_dir.setDiskType(1);
+        boundRecordSpace(m_dir, 64);
         m_other = m_dir;
         m_other.setRecordRootDir(m_disk.path("sdb1"));
         m_other.setRecordDiskName("sdb1");
-        m_other.setDiskType(2);
         LastRecordFileInfoManager::getInstance()->clear();
-        RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
+        ASSERT_TRUE(serveRecordDirs({m_dir}));
         m_info.setDeviceId("NVR");
         m_info.setDeviceIP("10.0.0.7");
         m_info.setCameraId(2);
@@ -99,22 +103,24 @@ protected:
         HostClock::reset();
     }
 
-    // Faults of the plan reach the record data files of disk type 1, or every file.
-    FaultPlan& faults(bool everyFile = false) {
+    // Faults of the plan reach the record data files of one disk type, or every file.
+    FaultPlan& faults(bool everyFile = false, int faultyType = 1) {
         std::shared_ptr<FaultPlan> plan = m_plan;
-        FileFactory::setFileCreator([plan, everyFile](int diskType, int, int flag) -> IFile* {
-            return everyFile || (diskType == 1 && flag == 1) ? new FaultInjectingFile(plan) : nullptr;
+        FileFactory::setFileCreator([plan, everyFile, faultyType](int diskType, int, int flag) -> IFile* {
+            return everyFile || (diskType == faultyType && flag == 1) ? new FaultInjectingFile(plan) : nullptr;
         });
         return *m_plan;
     }
 
-    // Records on a fresh folder of the given disk type and file system.
+    // Records on a fresh folder of the given disk type and file system, with
+    // room for one channel day.
     void useDisk(std::string const& folder, int diskType, int format) {
         m_disk.makeDir(folder);
+        boundRecordSpace(m_dir, 12);
         m_dir.setRecordRootDir(m_disk.path(folder));
         m_dir.setDiskType(diskType);
         m_dir.setFileSystemFormat(format);
-        RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
+        ASSERT_TRUE(serveRecordDirs({m_dir}));
     }
 
     std::unique_ptr<RecordStorageTSImpl> newSession(int camera, bool dedicated = false) {
@@ -140,12 +146,31 @@ protected:
         std::sort(found.begin(), found.end());
         return found;
     }
-    // The record files of the date folder, in name order.
-    Texts contents(std::string const& date = "2024-01-01") const {
+    // The record files of the date folder, in name order, each up to the
+    // length its index items cover: files are preallocated at full size.
+    Texts contents(std::string const& date = "2024-01-01") {
+        std::map<std::string, int> lengths;
+        for (Item const& item : indexedItems(date))
+            lengths[item.strFile] = std::max(lengths[item.strFile], item.nPos + item.nLength);
         Texts found;
         for (std::string const& name : names(date))
-            if (name.find(".ts") != std::string::npos) found.push_back(TempDir::readWhole(dateDir(date) + "/" + name));
+            if (name.find(".ts") != std::string::npos)
+                found.push_back(TempDir::readWhole(dateDir(date) + "/" + name).substr(0, lengths[name]));
         return found;
+    }
+    // A directory that remembers the state of the files it gave out: a share,
+    // which records into a plain folder.
+    void usePlainDir() {
+        RecordDiskManagerImpl::getInstance()->clear();  // a kept root keeps its class
+        m_dir.setDiskType(4);
+        ASSERT_TRUE(serveRecordDirs({m_dir}));
+    }
+    // A directory not enabled refuses to be written.
+    void enable(bool enabled) {
+        SafePointer<IRecordDir> dir = RecordDiskManagerImpl::getInstance()->getRecordDir(m_dir.getRecordRootDir());
+        RecordDirInfoEx info = dir->getRecordDirInfoEx();
+        info.setEnableFlag(enabled);
+        dir->setRecordDirInfoEx(info);
     }
     PlainRecordDir* plainDir() {
         return static_cast<PlainRecordDir*>(
@@ -153,21 +178,22 @@ protected:
     }
     std::string log(char const* name) const { return TempDir::readWhole(m_root.root() + "/mnt/mtd/log/" + name); }
 
-    // Every item of every entry in the day's index, as (file, position,
+    // Every item of every entry in the session's index of the day, as (file, position,
     // length); nothing when there is no readable index.
     struct Item {
         std::string strFile;
         int nPos;
         int nLength;
     };
-    std::vector<Item> indexedItems() {
+    std::vector<Item> indexedItems(std::string const& date = kDate) {
         std::vector<Item> items;
+        std::string const device = std::string("NVR_") + m_info.getDeviceIP() + "_" + std::to_string(m_info.getCameraId());
         RecordIndexFileParserEx parser;
-        if (parser.open(m_dir, kDate, kDeviceDir, 0, 0) != 1) return items;
+        if (parser.open(m_dir, date, device, 0, 0) != 1) return items;
         int length = 0;
         char* image = parser.getIndexInfo(length);
         RecordIndexParserImplEx entries;
-        entries.setIndexInfo(m_dir, kDate, kDeviceDir, image, length, 0);
+        entries.setIndexInfo(m_dir, date, device, image, length, 0);
         RecordIndexParserImplEx::FileList files;
         entries.getRecordFileInfoList(0, LLONG_MAX, files);
         for (SafePointer<RecordFileInfo> const& file : files) {
@@ -224,12 +250,13 @@ TEST_F(RecordStorageTest, FirstFileWaitsForAVideoIFrameAndEachSessionGivesItsDis
     EXPECT_EQ(0, storage.write(0, &sound));
     EXPECT_EQ(0, storage.write(0, &next));
     EXPECT_EQ((Texts{"00001-NVR_10.0.0.7_2_20240101120001.ts", "NVR_10.0.0.7_2_2024-01-01.index"}), names());
-    EXPECT_EQ(Texts{first.text() + sound.text() + next.text()}, contents());
     std::unique_ptr<RecordStorageTSImpl> other = newSession(3);
     EXPECT_EQ(0, other->write(0, &first));
     EXPECT_EQ(2, disks->getDiskReferenceCount("sda1"));
     EXPECT_EQ(2u, LastRecordFileInfoManager::getInstance()->size());
     EXPECT_EQ(0, storage.close());
+    m_info.setCameraId(2);
+    EXPECT_EQ(Texts{first.text() + sound.text() + next.text()}, contents());
     EXPECT_EQ(0, storage.close());
     EXPECT_TRUE(storage.isClosed());
     EXPECT_EQ(1, disks->getDiskReferenceCount("sda1"));
@@ -249,11 +276,12 @@ TEST_F(RecordStorageTest, EndedFileHandsTheBlockToTheNextFileInTheSameCall) {
     Case const cases[] = {
         {"file full", 4, [](FaultPlan&) {}, 0, FileRequestFileFull, {"AB", "CaD"}},
         {"write failed", 1, [](FaultPlan& plan) { plan.failWriteAt(1); }, 0, FileRequestWriteFailed, {"AB", "CaD"}},
+        // The block that finishes an update is written but not indexed there.
         {"update asked", 1, [](FaultPlan&) { RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1"); },
-         0, FileRequestNew, {"ABC", "CaD"}},
+         0, FileRequestNew, {"AB", "CaD"}},
         {"update, then a failed write", 1,
          [](FaultPlan& plan) { RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1"), plan.failWriteAt(2); },
-         OV_RECORD_WRITE_FAILED, FileRequestWriteFailed, {"ABC", "", "D"}},
+         OV_RECORD_WRITE_FAILED, FileRequestWriteFailed, {"AB", "", "D"}},
         {"audio discontinuity", 0, [](FaultPlan&) {}, OV_RECORD_FRAME_REFUSED, FileRequestContinue, {"AB", "D"}},
     };
     FaultPlan& plan = faults();
@@ -281,8 +309,8 @@ TEST_F(RecordStorageTest, EndedFileHandsTheBlockToTheNextFileInTheSameCall) {
             expected.emplace_back();
             for (char tag : tags) expected.back() += texts[std::string("ABCaD").find(tag)];
         }
-        EXPECT_EQ(expected, contents());
         m_session->close();
+        EXPECT_EQ(expected, contents());
     }
 }
 
@@ -303,29 +331,31 @@ TEST_F(RecordStorageTest, ContinuedFileMovesTheQueueToItsEndAndRefusesOlderTime)
     Block c(1, 1, kDay0 + 120, 2, 'C', true);
     EXPECT_EQ(0, write(c));
     EXPECT_EQ(11 * 90000, frontPts());
-    EXPECT_EQ(Texts{a.text() + b.text() + c.text()}, contents());
     // A clock that went back: the joined file refuses it.
     Block d(1, 1, kDay0 + 50, 2, 'D', true);
     EXPECT_EQ(0, write(d));
-    EXPECT_EQ((Texts{a.text() + b.text() + c.text(), d.text()}), contents());
     EXPECT_EQ(FileRequestTimeRollback, m_session->getRequestType());
+    m_session->close();
+    EXPECT_EQ((Texts{a.text() + b.text() + c.text(), d.text()}), contents());
 }
 
 TEST_F(RecordStorageTest, ReadOnlyDirectoryEndsTheFileUnlessAnUpdateIsPending) {
     openSession();
     Block a = iFrame(kDay0, 'A'), b = pFrame(kDay0 + 1, 'B'), c = pFrame(kDay0 + 2, 'C'), d = pFrame(kDay0 + 3, 'D');
     EXPECT_EQ(0, write(a));
-    plainDir()->setWritable(false);
+    enable(false);
     EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(b));
     EXPECT_EQ(FileRequestWriteFailed, m_session->getRequestType());
-    plainDir()->setWritable(true);
+    enable(true);
     EXPECT_EQ(0, write(c));
     // The writer finishes its update on the read-only directory first.
     RecordUpdateManager::getInstance()->notifyUpdateRecord("sda1");
-    plainDir()->setWritable(false);
+    enable(false);
     EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(d));
     EXPECT_EQ(FileRequestNew, m_session->getRequestType());
-    EXPECT_EQ((Texts{a.text(), c.text() + d.text()}), contents());
+    m_session->close();
+    // D went into C's file with the update, unindexed: no reader finds it.
+    EXPECT_EQ((Texts{a.text(), c.text()}), contents());
 }
 
 TEST_F(RecordStorageTest, QueueOrIndexEntryThatFailsRefusesTheBlockAndTheNextVideoGoesOn) {
@@ -333,6 +363,7 @@ TEST_F(RecordStorageTest, QueueOrIndexEntryThatFailsRefusesTheBlockAndTheNextVid
     // entry's (a first file looks for one to join before); 0: the queue cannot be updated.
     struct Case { char const* what; bool retry; int openCall; };
     FaultPlan& plan = faults(true);
+    usePlainDir();  // the opens counted are the session's own
     int camera = 20;
     for (Case const& c : {Case{"queue, first file", false, 0}, Case{"index entry, first file", false, 2},
                           Case{"queue, retry", true, 0}, Case{"index entry, retry", true, 1}}) {
@@ -349,8 +380,8 @@ TEST_F(RecordStorageTest, QueueOrIndexEntryThatFailsRefusesTheBlockAndTheNextVid
         EXPECT_EQ(OV_RECORD_FRAME_REFUSED, write(iFrame(kDay0 + 1, 'B')));
         EXPECT_TRUE(m_queue.isEmpty());
         EXPECT_EQ(0, write(d));
-        EXPECT_EQ(c.retry ? Texts({a.text(), d.text()}) : Texts({d.text()}), contents());
         m_session->close();
+        EXPECT_EQ(c.retry ? Texts({a.text(), d.text()}) : Texts({d.text()}), contents());
     }
 }
 
@@ -383,6 +414,7 @@ TEST_F(RecordStorageTest, LockedRecordingMarksEachDateAndCountsEachFileOnce) {
     EXPECT_EQ(day1 + day1 + "createRecordFileLockFlag : " + dateDir("2024-01-02") + "/record.lock \n" +
                   "RecordStorageTSImpl::updateRecordFileLockNum, NVR_10.0.0.7_2, 2024-01-02, 1 \n",
               seen);
+    m_session->close();
     EXPECT_EQ(Texts{e.text()}, contents("2024-01-02"));
     EXPECT_TRUE(m_disk.exists("sda1/record/NVR_10.0.0.7_2/2024-01-01/record.lock"));
     EXPECT_TRUE(m_disk.exists("sda1/record/NVR_10.0.0.7_2/2024-01-02/record.lock"));
@@ -395,9 +427,9 @@ TEST_F(RecordStorageTest, LockedRecordingMarksEachDateAndCountsEachFileOnce) {
 }
 
 TEST_F(RecordStorageTest, EndedFileReportsItsSlowestBlockAndItsAverageSpeed) {
-    FaultPlan& plan = faults();
+    FaultPlan& plan = faults(false, 4);
     m_dir.setFileSegmentSize(4 << 20);
-    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir});
+    usePlainDir();
     constexpr int kPackets = 1400;
     constexpr long long kBytes = kPackets * TestBlock::kPacket, kDelay = 20000;  // microseconds
     openSession();
@@ -420,7 +452,8 @@ TEST_F(RecordStorageTest, EndedFileReportsItsSlowestBlockAndItsAverageSpeed) {
 // late, after the next file is open, it leaves that file's mark and entry
 // alone, and the given-up entry stays as its last flush left it.
 TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTheNextFileAlone) {
-    FaultPlan& plan = faults();
+    FaultPlan& plan = faults(false, 4);
+    usePlainDir();
     openSession();
     EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
     plainDir()->stopDetectionThread();
@@ -448,8 +481,8 @@ TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTh
     EXPECT_TRUE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
     ASSERT_TRUE(last->getRecordValidLength(next, data, time, interval, end, closed));
     EXPECT_EQ(endBefore, end);
-    EXPECT_EQ(e.text(), contents().at(2));
     m_session->close();
+    EXPECT_EQ(e.text(), contents().at(2));
     EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
     std::vector<Item> items = indexedItems();  // three entries, an item of E
     ASSERT_EQ(4u, items.size());
@@ -467,8 +500,7 @@ TEST_F(RecordStorageTest, NoFileToBeHadKeepsTheSessionWaitingForAnIFrame) {
     m_info.setDeviceIP("fe80--1");    // as the session makes it file-name safe
     EXPECT_EQ(OV_RECORD_NO_DIR_WRITE, write(iFrame(kDay0, 'A')));
     m_other.setAttribute(4);
-    m_other.setDiskType(1);
-    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir, m_other});
+    ASSERT_TRUE(serveRecordDirs({m_dir, m_other}));
     plan.failOpenAt(1);
     EXPECT_EQ(OV_RECORD_OPEN_FILE_FAILED, write(iFrame(kDay0 + 1, 'B')));
     EXPECT_EQ(FileRequestOpenFailed, m_session->getRequestType());
@@ -478,6 +510,7 @@ TEST_F(RecordStorageTest, NoFileToBeHadKeepsTheSessionWaitingForAnIFrame) {
     Block c = iFrame(kDay0 + 3, 'C');
     EXPECT_EQ(0, write(c));
     EXPECT_TRUE(names().empty());
+    m_session->close();
     m_dir = m_other;
     // The file made for the writer that could not open stays, empty, as a
     // directory hands out files before their writers open them.
@@ -492,9 +525,11 @@ TEST_F(RecordStorageTest, HungWriteTimesOutAndDiskEventsReachOnlyTheirDisk) {
     std::filesystem::create_directories(m_root.root() + "/hd1/program/config");
     std::ofstream(m_root.root() + "/hd1/program/config/storageparam.ini") << "DiskReferenceCountLimit=1\n";
     ASSERT_TRUE(StorageParameterManage::getInstance()->initStorageParameter());
-    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({m_dir, m_other});
+    m_dir.setDiskType(4);  // a plain folder, which counts its time-outs
+    RecordDiskManagerImpl::getInstance()->clear();
+    ASSERT_TRUE(serveRecordDirs({m_dir, m_other}));
     StorageParameterManage::getInstance()->resetStorageParameter();
-    FaultPlan& plan = faults();
+    FaultPlan& plan = faults(false, 4);
     openSession();
     ASSERT_EQ(0, write(iFrame(kDay0, 'A')));
     plan.hang();
@@ -629,6 +664,8 @@ TEST_F(RecordStorageTest, PowerCutBeforeAnyCallLeavesNoIndexItemWithoutItsData) 
                 m_session->close();
                 fired = plan->hasPowerCutFired();
                 if (!fired) plan->powerCut();
+                // Not rebuilt behind the reader's back once the disk is back.
+                RecordDiskManagerImpl::getInstance()->clear();
             }
             HostClock::reset();
             if (!fired) {

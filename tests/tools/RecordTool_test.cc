@@ -80,6 +80,7 @@ TEST_F(RecordToolTest, BadInputIsOneLineAndRecordsNothing) {
         {"rec --file-mib 0", 2, "--file-mib wants a whole number from 1 to 2048"},
         {"rec --width 0", 2, "--width wants a whole number from 16 to 8192"},
         {"rec --height 8193", 2, "--height wants a whole number from 16 to 8192"},
+        {"rec --space-mib 15", 2, "--space-mib wants a whole number from 16 to 65536"},
         {"rec --start 2024-01-01", 2, "--start wants a time \"YYYY-MM-DD HH:MM:SS\", not '2024-01-01'"},
         {"rec --start '2024-02-30 12:00:00'", 2, "--start wants a time"},
         {"rec --seconds", 2, "--seconds needs a value"},
@@ -105,7 +106,7 @@ TEST_F(RecordToolTest, BadInputIsOneLineAndRecordsNothing) {
 
 // As a recorder after a restart, a later run joins the day's index.
 TEST_F(RecordToolTest, GoodRunLogsTheMissingOptionalFileAndALaterRunContinuesTheDay) {
-    Result const result = run("rec --channels 2 --seconds 12 --file-mib 4");
+    Result const result = run("rec --channels 2 --seconds 12 --file-mib 4 --space-mib 96");
     EXPECT_EQ(0, result.nStatus) << result.strErr;
     EXPECT_EQ("", result.strErr);
     EXPECT_EQ(2, count(result.strOut, "segment 2024-01-01 12:00:00 - 2024-01-01 12:00:11"));
@@ -118,7 +119,7 @@ TEST_F(RecordToolTest, GoodRunLogsTheMissingOptionalFileAndALaterRunContinuesThe
     EXPECT_EQ(2, count(m_dir.readFile("root/mnt/mtd/log/FrameQueueConfig.log"),
                        "open " + m_dir.path("root") + "/hd1/program/config/TSFrameQueueConfig.ini failed"));
 
-    Result const later = run("rec --channels 2 --seconds 10 --file-mib 4 --start '2024-01-01 12:05:00'");
+    Result const later = run("rec --channels 2 --seconds 10 --file-mib 4 --space-mib 96 --start '2024-01-01 12:05:00'");
     ASSERT_EQ(0, later.nStatus) << later.strErr;
     EXPECT_EQ(1, count(later.strOut, "from 2024-01-01 12:05:00 into"));
     EXPECT_EQ(2, count(later.strOut, "segment 2024-01-01 12:00:00 - 2024-01-01 12:00:11"));
@@ -131,17 +132,20 @@ TEST_F(RecordToolTest, ChannelsThatRecordedNothingFailOneLineEach) {
         char const* name;
         char const* args;
         std::vector<int> failed;
+        char const* code;
     };
     ASSERT_TRUE(m_dir.writeFile("file", "a file where a folder belongs"));
     std::vector<Case> cases = {
-        {"record folder is a file", "file --channels 2 --seconds 3", {1, 2}},
-        {"more channels than the disk takes", "many --channels 17 --seconds 2 --file-mib 1", {17}},
+        {"record folder is a file", "file --channels 2 --seconds 3", {1, 2}, "-713 OV_RECORD_DIR_NOT_READY"},
+        {"more channels than the disk takes", "many --channels 17 --seconds 2 --file-mib 1 --space-mib 256", {17},
+         "-768 OV_RECORD_NO_DIR_WRITE"},
     };
     // Permissions do not bite root.
     if (geteuid() != 0) {
         ASSERT_TRUE(m_dir.makeDir("readonly"));
         ASSERT_EQ(0, sy_system(("chmod 555 '" + m_dir.path("readonly") + "'").c_str(), 10));
-        cases.push_back({"read-only record folder", "readonly --channels 2 --seconds 3", {1, 2}});
+        cases.push_back({"read-only record folder", "readonly --channels 2 --seconds 3", {1, 2},
+                         "-713 OV_RECORD_DIR_NOT_READY"});
     }
     for (Case const& c : cases) {
         Result const result = run(c.args);
@@ -152,7 +156,7 @@ TEST_F(RecordToolTest, ChannelsThatRecordedNothingFailOneLineEach) {
             EXPECT_EQ(0u, errors[i].find("recstore_record: channel " + std::to_string(c.failed[i]) +
                                          ": recorded nothing: "))
                 << c.name << ": " << errors[i];
-            EXPECT_NE(std::string::npos, errors[i].find("-768 OV_RECORD_NO_DIR_WRITE")) << c.name;
+            EXPECT_NE(std::string::npos, errors[i].find(c.code)) << c.name << ": " << errors[i];
         }
         EXPECT_EQ(0, count(result.strOut, "all record files hold")) << c.name;
     }
