@@ -225,6 +225,10 @@ int HDDirWithIndex::createFile(SafePointer<RecordFileInfo>& file) {
 }
 
 int HDDirWithIndex::deleteFile(SafePointer<RecordFileInfo> const& file) {
+    // An earliest-file list may offer the file a recording is writing (a
+    // day's only files); its writer would go on into a file the bin hands
+    // out again.
+    if (!m_bReady || m_handler->isRecordingFile(*file)) return 0;
     std::string path = file->createRecordFileName();
     if (m_recycleBin->deleteFile(path, file->getRecordFileName())) {
         if (m_handler->deleteFile(file) == 0) return 0;

@@ -432,6 +432,12 @@ bool RecordDirHandler::getRecordingFileBegin(std::string const& deviceDir, std::
     return true;
 }
 
+bool RecordDirHandler::isRecordingFile(RecordFileInfo const& file) {
+    long long begin = 0;
+    return getRecordingFileBegin(file.getDeviceDirName(), file.getRecordDate(), begin) &&
+           begin == file.getRecordBeginTime();
+}
+
 int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordOutDateFileHandler>& handler,
                                                    std::string const& deviceDir, std::string const& date) {
     // The file being recorded is never taken, however far the cut reaches:

@@ -56,6 +56,8 @@ public:
 
     // Takes the file's entry out of its day's index.
     int deleteFile(SafePointer<RecordFileInfo> const& file);
+    // Whether a recording is writing this file right now.
+    bool isRecordingFile(RecordFileInfo const& file);
     // The report's device and camera: its dates and indexed files. 0, or -1
     // when the record folder can't be listed.
     int scanDeviceRecordDisk(DeviceRecordDiskStatReport& report);

@@ -16,6 +16,8 @@
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestRecording.h"
+#include "tracking/RecordingMarkManager.h"
 
 namespace {
 
@@ -201,6 +203,21 @@ TEST_F(HDDirWithIndexTest, LostFileLeavesTheIndexAndAMissingDiskRefuses) {
     EXPECT_EQ(-1, m_dir->detectDirStatus());
     EXPECT_EQ(OV_RECORD_DIR_NOT_READY, create(1, 0));
     EXPECT_EQ(3, m_dir->getRecordDirInfoEx().getStatus());
+}
+
+// Reclaiming may reach a day's newest file; while a recording writes it,
+// it stays where it is.
+TEST_F(HDDirWithIndexTest, TheFileBeingRecordedIsNeverTakenOutOfService) {
+    ready();
+    SafePointer<RecordFileInfo> done = recordTestFile(*m_dir, 1, kDay);
+    SafePointer<RecordFileInfo> growing = recordTestFile(*m_dir, 1, kDay + 10);
+    RecordingMarkManager::getInstance()->addMark(growing->getDeviceDirName(), growing->getRecordDate());
+    EXPECT_EQ(0, m_dir->deleteFile(growing));
+    EXPECT_EQ(growing->getRecordDate(), tree().at(growing->getFileNumber()));
+    EXPECT_EQ(1, m_dir->deleteFile(done));
+    RecordingMarkManager::getInstance()->delMark(growing->getDeviceDirName());
+    EXPECT_EQ(1, m_dir->deleteFile(growing));
+    EXPECT_EQ("recycleBin", tree().at(growing->getFileNumber()));
 }
 
 TEST_F(HDDirWithIndexTest, LastPoolFileIsKeptWhenTheBinIsEmpty) {
