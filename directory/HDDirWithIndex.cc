@@ -5,6 +5,7 @@
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "directory/RecordOutDateFileHandler.h"
+#include "disk/DataVersionInfoManager.h"
 #include "disk/IRecordServiceListenerManager.h"
 #include "foundation/BasicTool.h"
 #include "foundation/OVMutexManager.h"
@@ -36,8 +37,6 @@ char const* const kMoveMark = "_move";
 void print(char const* text) {
     if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
 }
-
-bool isGoodDataVersion(int outcome) { return outcome == 30 || outcome == 31 || outcome == 33; }
 
 }  // namespace NS_HDDirWithIndex
 
@@ -83,8 +82,11 @@ int HDDirWithIndex::init() {
         failInit("init Dir failed", __LINE__);
         return 0;
     }
-    if (!isGoodDataVersion(m_handler->checkDataVersion())) {
+    int const version = m_handler->checkDataVersion();
+    if (!DataVersionInfoManager::isGoodStatus(version)) {
         failInit("checkDataVersion failed", __LINE__);
+        int const alarm = getDataVersionAlarmType(version);
+        if (alarm != 0) touchoffDiskStatusListener(info, alarm, true);
         return 0;
     }
     if (m_handler->initDirCache() == 0) {
@@ -355,6 +357,15 @@ int HDDirWithIndex::getAlarmType(int diskState, bool& notify) {
         case 9: return 3;
         case 11: return 5;
         default: notify = false; return 2;
+    }
+}
+
+int HDDirWithIndex::getDataVersionAlarmType(int status) {
+    switch (status) {
+        case DataVersion_Low_Unuseable: return 9;
+        case DataVersion_High_Unuseable: return 10;
+        case DataVersion_ACCESS_ABLILITY: return 11;
+        default: return 0;
     }
 }
 

@@ -86,6 +86,8 @@ public:
     void touchoffDiskStatusListener(RecordDirInfoEx const& info, int alarmType, bool notify);
     // Which alarm a disk state raises and whether it is sent.
     static int getAlarmType(int diskState, bool& notify);
+    // The alarm of a data version that can't be recorded on; 0 for none.
+    static int getDataVersionAlarmType(int status);
 
     // init has succeeded and the disk has not gone since.
     bool isReady() const { return m_bReady.load(); }

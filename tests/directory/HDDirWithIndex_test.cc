@@ -8,11 +8,14 @@
 #include <map>
 #include <memory>
 
+#include "disk/DataVersionInfoManager.h"
 #include "disk/IRecordServiceListenerManager.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
 #include "host/DiskStateManager.h"
 #include "host/HostClock.h"
+#include "host/HostPaths.h"
+#include "index/RecordIndexFileParserEx.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
@@ -56,6 +59,7 @@ protected:
         m_dir.reset();
         HostClock::reset();
         DiskStateManager::getInstance()->clear();
+        DataVersionInfoManager::getInstance()->setChannelAbility(0);
     }
     // The useable space that gives `files` files after the 5 % kept back.
     void room(long long files) { m_info.setUseableSpace(files * kSegment * 100 / 95 + 1); }
@@ -192,11 +196,20 @@ TEST_F(HDDirWithIndexTest, TreeLeftByAnEarlierRunIsRebuiltAfterARestartOrAPowerC
 
 TEST_F(HDDirWithIndexTest, LostFileLeavesTheIndexAndAMissingDiskRefuses) {
     ready();
-    SafePointer<RecordFileInfo> file;
-    ASSERT_EQ(0, create(1, 0, &file));
+    SafePointer<RecordFileInfo> file = recordTestFile(*m_dir, 1, kDay);
+    SafePointer<RecordFileInfo> kept = recordTestFile(*m_dir, 1, kDay + 10);
+    auto indexed = [&](SafePointer<RecordFileInfo> const& f) {
+        RecordIndexFileParserEx index;
+        SafePointer<RecordFileInfo> entry;
+        EXPECT_EQ(1, index.open(m_info, f->getRecordDate(), f->getDeviceDirName(), 0, 0));
+        return index.getRecordFileInfoByFileName(f->getRecordFileName().c_str(), entry) == 1;
+    };
+    ASSERT_TRUE(indexed(file));
     fs::remove(file->createRecordFileName());
     EXPECT_EQ(0, m_dir->deleteFile(file));
     EXPECT_EQ(0u, tree().count(file->getFileNumber()));
+    EXPECT_FALSE(indexed(file));
+    EXPECT_TRUE(indexed(kept));
 
     m_info.setRecordRootDir(m_root.root() + "/sdb1");
     open();
@@ -266,6 +279,8 @@ TEST_F(HDDirWithIndexTest, RepeatedAlarmWaitsForTheIntervalOfUpTime) {
         bool enabled;
         std::vector<int> alarms;
     } const cases[] = {{0, true, {5}}, {60, true, {5, 5, 5}}, {60, false, {5}}};
+    // Frozen, so that the second repeat lands on the interval exactly.
+    HostClock::freeze();
     for (Case const& c : cases) {
         HDDirWithIndex& dir = ready();
         dir.setDiskAlarmInterval(c.interval);
@@ -283,6 +298,47 @@ TEST_F(HDDirWithIndexTest, RepeatedAlarmWaitsForTheIntervalOfUpTime) {
         dir.detectDirStatus();
         EXPECT_EQ(c.alarms, m_alarms->m_types) << c.interval << " " << c.enabled;
         m_plan->restore();
+    }
+}
+
+// A disk of a data layout this system can't record on stays not ready and
+// raises the alarm of its version status; a readable one of a known layout
+// records.
+TEST_F(HDDirWithIndexTest, DiskOfAnUnusableDataVersionStaysNotReadyAndAlarms) {
+    auto xml = [](char const* version, char const* compatible) {
+        std::string known;
+        if (compatible != nullptr)
+            known = std::string("<DataVersion><Value Value=\"") + version +
+                    "\"/><MaxAccessAbility Value=\"64\"/><CompatibleDataVersion Value=\"" + compatible +
+                    "\"/></DataVersion>";
+        return std::string("<?xml version=\"1.0\"?>\n<DataVersionInfoConfigure><CurrentDataVersion Value=\"") +
+               version + "\" MaxAccessAbility=\"64\"/>" + known + "</DataVersionInfoConfigure>\n";
+    };
+    struct Case {
+        std::string file;  // empty: this system's own
+        int channels;
+        std::vector<int> alarms;  // 1 when it became ready
+    } const cases[] = {
+        {xml("3.0", nullptr), 0, {10}},    {"", 64, {11}},   {xml("0.5", nullptr), 0, {9}},
+        {"<DataVersionInfoConfigure>", 0, {}}, {xml("1.0", nullptr), 16, {1}}, {xml("3.0", "2.0"), 0, {1}},
+        {"", 32, {1}}};
+    std::string const log = HostPaths::getLogDir() + "/recordDir.log";
+    std::string const record = m_info.getRecordRootDir() + "/record";
+    fs::create_directories(record);
+    for (Case const& c : cases) {
+        if (c.file.empty())
+            ASSERT_TRUE(DataVersionInfoManager::getInstance()->updateDiskDataVersionInfo(record));
+        else
+            std::ofstream(record + "/DiskDataVersionInfo.xml") << c.file;
+        DataVersionInfoManager::getInstance()->setChannelAbility(c.channels);
+        size_t const logged = TempDir::readWhole(log).size();
+        open().setDiskAlarmInterval(60);  // a repeat of "no alarm" would go out
+        bool const good = c.alarms == std::vector<int>{1};
+        EXPECT_EQ(good ? 0 : -1, m_dir->detectDirStatus()) << c.file;
+        EXPECT_EQ(good, m_dir->isWritable());
+        EXPECT_EQ(good ? 1 : 2, m_dir->getRecordDirInfoEx().getStatus());
+        EXPECT_EQ(c.alarms, m_alarms->m_types) << c.file;
+        EXPECT_EQ(!good, TempDir::readWhole(log).find("checkDataVersion failed", logged) != std::string::npos);
     }
 }
 
