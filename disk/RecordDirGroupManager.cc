@@ -31,17 +31,7 @@ RecordDirGroupManager::RecordDirGroupManager(int kind)
     : m_pThread(new OVThread(bind_funcobj0(this, &RecordDirGroupManager::scanDirGroupList),
                              "DirGroupListScanThread")),
       m_nKind(kind),
-      m_pSceneLog(new SceneLogManager()) {}
-
-RecordDirGroupManager::~RecordDirGroupManager() {
-    stop();
-    clearAll();
-}
-
-bool RecordDirGroupManager::start() {
-    m_nScanCount = kScanStart;
-    m_nStopMarker = 0;
-    m_pSceneLog->init();
+      m_pSceneLog(new SceneLogManager()) {
     if (m_nKind == 1) {
         // Record directories are the ones whose failures count.
         RecordDirStateManager::getInstance()->setRecordDirListSource([this]() {
@@ -50,14 +40,25 @@ bool RecordDirGroupManager::start() {
             return list;
         });
     }
+}
+
+RecordDirGroupManager::~RecordDirGroupManager() {
+    stop();
+    // Waits for a running read of the list, so none outlives this object.
+    if (m_nKind == 1) RecordDirStateManager::getInstance()->setRecordDirListSource(nullptr);
+    clearAll();
+}
+
+bool RecordDirGroupManager::start() {
+    m_nScanCount = kScanStart;
+    m_nStopMarker = 0;
+    m_pSceneLog->init();
     return m_pThread->start();
 }
 
 void RecordDirGroupManager::stop() {
     m_nStopMarker = kStopMarker;
     m_pThread->stop();
-    // Waits for a running read of the list, so none outlives this object.
-    if (m_nKind == 1) RecordDirStateManager::getInstance()->setRecordDirListSource(nullptr);
     m_nScanCount = kScanStart;
     std::vector<SafePointer<RecordDirGroup>> groups;
     {
