@@ -5,6 +5,7 @@
 #include <map>
 
 #include "directory/DeviceRecordDiskStatReport.h"
+#include "directory/HDDirWithIndex.h"
 #include "disk/RecordDirStateManager.h"
 #include "disk/RecordDiskStoragePolicy.h"
 #include "foundation/EncoderType.h"
@@ -80,6 +81,9 @@ void RecordDirGroup::updateRecordDirList(std::vector<RecordDirInfoEx> const& lis
                 dir->setSceneLogManager(m_pSceneLog);
                 dir->setDirPolicyList(policies);
                 if (!m_listener.isNull()) dir->setDiskStatusListener(m_listener);
+                // An indexed directory builds itself on its status thread;
+                // any other is ready only through init.
+                if (dynamic_cast<HDDirWithIndex*>(dir.get()) == nullptr) dir->init();
                 dir->startDetectionThread();
                 m_dirs.push_back(dir);
                 RecordDirStateManager::getInstance()->addRecordDirInfo(entry);
