@@ -1,5 +1,7 @@
 #include "host/DiskStateManager.h"
 
+#include <algorithm>
+
 #include "host/DiskManagerFactory.h"
 
 DiskStateManager* DiskStateManager::getInstance() {
@@ -83,4 +85,26 @@ void DiskStateManager::clear() {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_roots.clear();
     m_preallocateCounts.clear();
+}
+
+void DiskStateManager::addDiskStateListener(IDiskStateListener* listener) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (listener != nullptr && std::find(m_listeners.begin(), m_listeners.end(), listener) == m_listeners.end())
+        m_listeners.push_back(listener);
+}
+
+void DiskStateManager::removeDiskStateListener(IDiskStateListener* listener) {
+    std::lock_guard<std::mutex> delivery(m_deliveryMutex);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_listeners.erase(std::remove(m_listeners.begin(), m_listeners.end(), listener), m_listeners.end());
+}
+
+void DiskStateManager::reportDiskState(std::string const& diskName, int diskState) {
+    std::lock_guard<std::mutex> delivery(m_deliveryMutex);
+    std::vector<IDiskStateListener*> listeners;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        listeners = m_listeners;
+    }
+    for (IDiskStateListener* listener : listeners) listener->handleDiskStateMessage(diskName, diskState);
 }

@@ -6,6 +6,13 @@
 #include <string>
 #include <vector>
 
+// Told of every disk state message the host reports for a disk.
+class IDiskStateListener {
+public:
+    virtual ~IDiskStateListener() = default;
+    virtual int handleDiskStateMessage(std::string diskName, int diskState) = 0;
+};
+
 // The host's watch over disks: which record roots exist and whether each is
 // usable. Every answer comes from the disk manager that DiskManagerFactory
 // gives for the root's disk type, so a disk made to vanish there vanishes
@@ -42,6 +49,14 @@ public:
     void preallocateFinishNotify(std::string const& path);
     int getPreallocateFinishCount(std::string const& path);
 
+    // Listeners are not owned; each is told in the order added, on the
+    // reporting thread. Removal waits for a delivery under way, so a listener
+    // may go once removed, but must not remove itself while being told.
+    void addDiskStateListener(IDiskStateListener* listener);
+    void removeDiskStateListener(IDiskStateListener* listener);
+    // A disk's state changed (the host's message); tells every listener.
+    void reportDiskState(std::string const& diskName, int diskState);
+
     // Forgets every root and count (tests).
     void clear();
 
@@ -56,6 +71,8 @@ private:
     std::mutex m_mutex;
     std::map<std::string, Root> m_roots;             // guarded by m_mutex
     std::map<std::string, int> m_preallocateCounts;  // guarded by m_mutex
+    std::vector<IDiskStateListener*> m_listeners;    // not owned; guarded by m_mutex
+    std::mutex m_deliveryMutex;  // held while listeners are told; before m_mutex
 };
 
 #endif
