@@ -10,6 +10,7 @@
 #include "disk/DeviceSequenceMapManager.h"
 #include "disk/RecordDirGroupManager.h"
 #include "disk/RecordDirStateManager.h"
+#include "foundation/EncoderType.h"
 #include "foundation/ReturnCode.h"
 #include "foundation/StorageParameterManage.h"
 #include "host/DiskStateManager.h"
@@ -36,8 +37,8 @@ struct AlarmCollector : IRecordServiceListenerManager {
     std::vector<AlarmInfoEx> alarms;  // the group's and the state manager's only
 };
 
-RecordDeviceDirPolicy policyOf(int camera, int group, int saveDays = 30) {
-    return RecordDeviceDirPolicy(testFileOf(camera, 0)->getRecordDeviceInfo(), true, group, saveDays, false);
+RecordDeviceDirPolicy policyOf(int camera, int group, int saveDays = 30, bool cycleWrite = true) {
+    return RecordDeviceDirPolicy(testFileOf(camera, 0)->getRecordDeviceInfo(), cycleWrite, group, saveDays, false);
 }
 
 // Real indexed directories on disks "sd?@N" in a temporary folder, each with
@@ -178,6 +179,40 @@ TEST_F(DirGroupTest, EveryPassDetectsStateAndAPolicyPostponesHousekeeping) {
     EXPECT_EQ(70, RecordDirStateManager::getInstance()->getPassCount());
     m_groups->addRecordDevicePolicy(policyOf(1, 1));
     EXPECT_EQ(RecordDirGroupManager::kScanStart, m_groups->getScanCount());
+}
+
+// Overdue files go at the scan's first pass of each period of 1800, not
+// between; a policy added puts the first pass off again.
+TEST_F(DirGroupTest, OverdueFilesGoOncePerPeriodOfPasses) {
+    RecordDirInfoEx a = dirOf(1, 1, 20);
+    m_groups->setRecordDirInfoList({a});
+    SafePointer<IRecordDir> dir = ready(a);
+    ASSERT_FALSE(dir.isNull());
+    SafePointer<RecordFileInfo> old = recordTestFile(*dir, 1, kNow - 40 * 86400);
+    m_groups->addRecordDevicePolicy(policyOf(1, 1, 30, false));
+    m_groups->setScanCount(1799);
+    passes(1);
+    EXPECT_TRUE(fs::exists(old->createRecordFileName()));
+    passes(1);
+    EXPECT_FALSE(fs::exists(old->createRecordFileName()));
+    EXPECT_TRUE(fs::exists(a.getRecordRootDir() + "/record/recycleBin/" + old->getRecordFileName()));
+}
+
+// A directory whose attribute changes is the same directory, restarted.
+TEST_F(DirGroupTest, AnAttributeChangeRestartsTheDirectorysDetection) {
+    RecordDirInfoEx a = dirOf(1, 1);
+    m_groups->setRecordDirInfoList({a});
+    SafePointer<IRecordDir> before = ready(a);
+    a.setAttribute(kDedicatedDirAttribute);
+    m_groups->setRecordDirInfoList({a});
+    SafePointer<IRecordDir> after = ready(a);
+    EXPECT_EQ(before.get(), after.get());
+    EXPECT_EQ(kDedicatedDirAttribute, after->getRecordDirInfoEx().getAttribute());
+    std::string log = TempDir::readWhole(HostPaths::getLogDir() + "/recordDir.log");
+    size_t starts = 0;
+    for (size_t at = log.find("startDetectionThread"); at != std::string::npos; at = log.find("startDetectionThread", at + 1))
+        ++starts;
+    EXPECT_EQ(2u, starts);
 }
 
 }  // namespace
