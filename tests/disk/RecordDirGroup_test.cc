@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "directory/HDDirWithIndex.h"
 #include "directory/LastRecordFileInfoManager.h"
 #include "disk/DeviceSequenceMapManager.h"
 #include "disk/RecordDirGroupManager.h"
@@ -17,6 +18,7 @@
 #include "host/HostClock.h"
 #include "host/HostPaths.h"
 #include "host/OrvaneTime.h"
+#include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestRecording.h"
@@ -196,6 +198,26 @@ TEST_F(DirGroupTest, OverdueFilesGoOncePerPeriodOfPasses) {
     passes(1);
     EXPECT_FALSE(fs::exists(old->createRecordFileName()));
     EXPECT_TRUE(fs::exists(a.getRecordRootDir() + "/record/recycleBin/" + old->getRecordFileName()));
+}
+
+// The space alarm is looked at on every 120th pass, not between.
+TEST_F(DirGroupTest, TheSpaceAlarmIsLookedAtEvery120Passes) {
+    auto plan = std::make_shared<FaultPlan>();
+    FaultInjection faults(plan);
+    RecordDirInfoEx a = dirOf(1, 1, 40);
+    a.setAlarmThreshold(100);
+    m_groups->setRecordDirInfoList({a});
+    SafePointer<IRecordDir> dir = ready(a);
+    ASSERT_FALSE(dir.isNull());
+    for (long long begin = kNow; dir->hasFreeSpace(); begin += 60) recordTestFile(*dir, 1, begin);
+    plan->setDiskFull(true);
+    ASSERT_EQ(0, static_cast<HDDirWithIndex*>(dir.get())->detectDirSpace());
+    m_groups->setScanCount(119);
+    passes(1);
+    EXPECT_TRUE(alarms().alarms.empty());
+    passes(1);
+    ASSERT_EQ(1u, alarms().alarms.size());
+    EXPECT_EQ(RecordDirGroup::kDiskSpaceAlarm, alarms().alarms[0].getMinorType());
 }
 
 // A directory whose attribute changes is the same directory, restarted.
