@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "disk/RecordDeviceDirPolicy.h"
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/BasicTool.h"
 #include "foundation/FrameQueueSizeManager.h"
@@ -237,14 +238,18 @@ struct Channel {
     }
 };
 
-// The directory makes itself ready on its own thread; a disk it finds
-// unusable (status other than unknown or ready) ends the wait at once.
+// The disk manager opens the directory on its next pass and the directory
+// makes itself ready on its own thread; a disk it finds unusable (status
+// other than unknown or ready) ends the wait at once.
 void waitUntilReady(std::string const& root) {
-    SafePointer<IRecordDir> dir = RecordDiskManagerImpl::getInstance()->getRecordDir(root);
     auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-    while (!dir.isNull() && !dir->isWritable() && std::chrono::steady_clock::now() < until) {
-        int const status = dir->getRecordDirInfoEx().getStatus();
-        if (status != 0 && status != 1) return;
+    while (std::chrono::steady_clock::now() < until) {
+        SafePointer<IRecordDir> dir = RecordDiskManagerImpl::getInstance()->getRecordDir(root);
+        if (!dir.isNull()) {
+            if (dir->isWritable()) return;
+            int const status = dir->getRecordDirInfoEx().getStatus();
+            if (status != 0 && status != 1) return;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
 }
@@ -384,6 +389,7 @@ int run(Options const& options) {
     dir.setUseableSpace(options.nSpaceBytes);
     // A folder that cannot be made is left for the engine to refuse, channel by channel.
     DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
+    RecordDiskManagerImpl::getInstance()->start();
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({dir});
     waitUntilReady(dir.getRecordRootDir());
 
@@ -397,10 +403,18 @@ int run(Options const& options) {
         info.setDeviceId("NVR");
         info.setDeviceIP("192.168.1.10");
         info.setCameraId(channel->nCamera);
+        RecordDeviceInfo device;
+        device.setDeviceId("NVR");
+        device.setDeviceIP("192.168.1.10");
+        device.setCameraId(channel->nCamera);
+        device.setRecordMode(1);  // as a session names its files
+        RecordDiskManagerImpl::getInstance()->setRecordDevicePolicy(RecordDeviceDirPolicy(device, true, 1, 0, false));
         channel->storage.open(info, false);
         channel->storage.setTSFrameQueue(channel->queue.get());
         channels.push_back(std::move(channel));
     }
+    // The policies reach the group now rather than on the thread's next pass.
+    RecordDiskManagerImpl::getInstance()->setDirPolicyThread();
 
     long long const start = static_cast<long long>(options.nStart);
     std::printf("recording %d channel(s) of %s for %d simulated seconds from %s into %s\n", options.nChannels,
@@ -450,7 +464,7 @@ int run(Options const& options) {
         if (!failure.empty()) problems.push_back(failure);
         problems.insert(problems.end(), found.begin(), found.end());
     }
-    RecordDiskManagerImpl::getInstance()->clear();
+    RecordDiskManagerImpl::getInstance()->stop();
     std::fflush(stdout);
     for (std::string const& problem : problems) fail(problem);
     if (!problems.empty()) return 1;
