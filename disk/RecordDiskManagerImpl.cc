@@ -96,6 +96,7 @@ std::vector<RecordDirInfoEx> RecordDiskManagerImpl::getRecordDirInfoList() {
 int RecordDiskManagerImpl::setDirPolicyThread() {
     // The pause between passes is the thread's own (1 s).
     if (m_bStop) return 1;
+    OVMutexManager pass(&m_passMutex, __FILE__, __LINE__);
     try {
         std::vector<RecordDirInfoEx> dirs;
         {

@@ -108,6 +108,9 @@ private:
     std::unique_ptr<OVThread> m_pThread;
     OVMutex m_startMutex;  // serialises start and stop
     OVMutex m_createMutex;
+    // One pass at a time: a pass driven from outside returns only once what
+    // was pending before it, taken by the thread or by itself, is applied.
+    OVMutex m_passMutex;
 };
 
 #endif
