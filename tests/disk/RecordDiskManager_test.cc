@@ -173,6 +173,35 @@ TEST_F(RecordDiskManagerTest, CreateRecordFileCodesAndAFailedFileGivesItsDiskBac
     EXPECT_EQ(0, m_disks->getDiskReferenceCount("sda"));
 }
 
+// The host's view: an entry without a root is never opened but still
+// reported, and the per-disk view sums the partitions of a disk.
+TEST_F(RecordDiskManagerTest, RefusedEntriesAreReportedAndPartitionsMergeByDisk) {
+    std::vector<RecordDirInfo> host;
+    for (char const* partition : {"sda1", "sda2", "sdb1", ""}) {
+        RecordDirInfoEx info = dirOf(1, 1);
+        info.setRecordRootDir(*partition == '\0' ? "" : m_root.path(partition));
+        info.setFileSegmentSize(1 << 20);
+        info.setUseableSpace(4LL << 20);  // three files of 1 MiB and the reserve
+        if (*partition != '\0') fs::create_directories(info.getRecordRootDir());
+        host.push_back(RecordDirInfoEx::changeToRecordDirInfo(info));
+    }
+    host[1].setUsableSpace(5);
+    ASSERT_EQ(1, RecordDiskManager::setRecordDirInfoList(host));
+    m_disks->setDirPolicyThread();
+    std::vector<RecordDirInfo> listed;
+    RecordDiskManager::getRecordDirInfoList(listed);
+    ASSERT_EQ(4u, listed.size());
+    EXPECT_EQ(m_root.path("sda1"), listed[0].getDiskName());
+    EXPECT_EQ(std::string(), listed[3].getDiskName());  // the refused one, last
+    std::vector<RecordDirInfo> merged;
+    RecordDiskManager::getRecordDirInfoListEx(merged);
+    ASSERT_EQ(2u, merged.size());
+    EXPECT_EQ(std::string("disk0"), merged[0].getDiskName());
+    EXPECT_EQ(9, merged[0].getUsableSpace());
+    EXPECT_EQ(std::string("disk1"), merged[1].getDiskName());
+    EXPECT_EQ(4, merged[1].getUsableSpace());
+}
+
 // Three channels on two small disks: both fill, the oldest files go through
 // the recycle bin, every block is taken, and the number of record files on
 // each disk stays that of its pool, each of the segment size.
