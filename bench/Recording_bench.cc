@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "directory/LastRecordFileInfoManager.h"
+#include "disk/RecordDiskManager.h"
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/StorageParameterManage.h"
 #include "host/DiskManager.h"
@@ -122,13 +123,15 @@ void BM_RecordChannels(benchmark::State& state) {
         dir.setFileSystemFormat(6);
     }
     DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
+    RecordDiskManager::start();
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({dir});
+    RecordDiskManagerImpl::getInstance()->setDirPolicyThread();
     SafePointer<IRecordDir> served = RecordDiskManagerImpl::getInstance()->getRecordDir(dir.getRecordRootDir());
     auto const until = std::chrono::steady_clock::now() + std::chrono::minutes(5);
-    while (!served->isWritable() && std::chrono::steady_clock::now() < until)
+    while (!served.isNull() && !served->isWritable() && std::chrono::steady_clock::now() < until)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    if (!served->isWritable()) {
-        RecordDiskManagerImpl::getInstance()->clear();
+    if (served.isNull() || !served->isWritable()) {
+        RecordDiskManager::stop();
         removeFolder(folder);
         state.SkipWithError("record directory not ready");
         return;
@@ -146,10 +149,17 @@ void BM_RecordChannels(benchmark::State& state) {
         info.setDeviceId("NVR");
         info.setDeviceIP("192.168.1.10");
         info.setCameraId(c + 1);
+        RecordDeviceInfo device;
+        device.setDeviceId("NVR");
+        device.setDeviceIP("192.168.1.10");
+        device.setCameraId(c + 1);
+        device.setRecordMode(1);  // as a session names its files
+        RecordDiskManager::setRecordDevicePolicy(device, 1, true, 0, false);
         channel->storage.open(info, false);
         channel->storage.setTSFrameQueue(channel->queue.get());
         open.push_back(std::move(channel));
     }
+    RecordDiskManagerImpl::getInstance()->setDirPolicyThread();
 
     long long const span = frames.back().getTimeStamp() - frames.front().getTimeStamp() + 40000;
     long long offset = 0;
@@ -184,7 +194,7 @@ void BM_RecordChannels(benchmark::State& state) {
     for (std::unique_ptr<Channel>& channel : open) channel->storage.close();
     cpu += cpuSeconds() - cpuClose;
     wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - closeBegin).count();
-    RecordDiskManagerImpl::getInstance()->clear();
+    RecordDiskManager::stop();
     LastRecordFileInfoManager::getInstance()->clear();
     StorageParameterManage::getInstance()->resetStorageParameter();
     HostClock::reset();

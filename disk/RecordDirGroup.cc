@@ -221,6 +221,11 @@ void RecordDirGroup::decreaseRecordDiskReference(SafePointer<RecordFileInfo> con
     m_storagePolicy->decreaseRecordDiskReference(file);
 }
 
+int RecordDirGroup::getDiskReference(std::string const& diskName) {
+    RecordDiskStoragePolicy* policy = dynamic_cast<RecordDiskStoragePolicy*>(m_storagePolicy.get());
+    return policy == nullptr ? -1 : policy->getDiskReference(diskName);
+}
+
 int RecordDirGroup::deleteFile(std::string const& name) {
     for (SafePointer<IRecordDir> const& dir : copyDirList())
         if (dir->deleteFile(name) > 0) return 1;

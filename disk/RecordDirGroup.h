@@ -73,6 +73,8 @@ public:
     int requestRecordDir(SafePointer<RecordFileInfo> file, int condition, SafePointer<IRecordDir>& dir);
     void setDirRequestFlag(SafePointer<RecordFileInfo> const& file, int requestType);
     void decreaseRecordDiskReference(SafePointer<RecordFileInfo> const& file);
+    // Sessions of this group holding the disk; -1 when the group has no such disk.
+    int getDiskReference(std::string const& diskName);
     // Non-zero when a directory took it.
     int deleteFile(std::string const& name);
     int deleteOutDateFile();

@@ -1,144 +1,257 @@
 #include "disk/RecordDiskManagerImpl.h"
 
-#include "directory/HDDirWithIndex.h"
-#include "directory/RecordDirFactory.h"
-#include "foundation/EncoderType.h"
+#include <algorithm>
+
+#include "directory/DeviceRecordDiskStatReport.h"
+#include "disk/DataVersionInfoManager.h"
+#include "disk/RecordDirStateManager.h"
+#include "foundation/LockRank.h"
 #include "foundation/OVMutexManager.h"
-#include "foundation/ReturnCode.h"
+#include "foundation/OVRuntimeError.h"
+#include "host/DiskStateManager.h"
+#include "host/Logger.h"
 #include "recording/RecordFileWriterFactory.h"
-#include "recording/RecordFileRequestManager.h"
+#include "tracking/RecordLockInfoManager.h"
 
-RecordDiskManagerImpl::~RecordDiskManagerImpl() { clear(); }
+namespace NS_RecordDiskManagerImpl {
+constexpr int kRecordTypeCms = 2;
+constexpr char const* kDeviceIdCms = "CMS";
+constexpr int kNoPolicy = -751;
 
-std::string RecordDiskManagerImpl::diskNameOf(RecordDirInfoEx const& info) {
-    return info.getRecordDiskName().empty() ? info.getRecordRootDir() : info.getRecordDiskName();
+RecordDeviceInfo deviceOf(RecordFileInfo const& file) {
+    RecordDeviceInfo device;
+    device.setDeviceId(file.getDeviceId());
+    device.setDeviceIP(file.getDeviceIP());
+    device.setCameraId(file.getCameraId());
+    device.setRecordMode(file.getRecordMode());
+    return device;
+}
+}  // namespace NS_RecordDiskManagerImpl
+
+RecordDiskManagerImpl::RecordDiskManagerImpl()
+    : m_pThread(new OVThread(bind_funcobj0(this, &RecordDiskManagerImpl::setDirPolicyThread),
+                             "setDirPolicyThread")) {
+    m_groupManager.setDeviceId(m_strDeviceId);
+    m_groupManager.setRecordType(m_nRecordType);
 }
 
-void RecordDiskManagerImpl::setRecordDirInfoList(std::vector<RecordDirInfoEx> const& dirs) {
-    std::vector<Dir> stopped;
-    OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
-    stopped.swap(m_dirs);
-    for (RecordDirInfoEx const& info : dirs) {
-        Dir entry;
-        entry.info = info;
-        for (Dir& old : stopped) {
-            if (old.info == info) entry.dir = old.dir;
-        }
-        // A directory kept in service takes its new description.
-        if (!entry.dir.isNull()) entry.dir->setRecordDirInfoEx(info);
-        if (entry.dir.isNull()) {
-            entry.dir = RecordDirFactory().create(RecordDirFactory::kRecordDirKind, info, info.getGroupId(),
-                                                  kDeviceId, kRecordType);
-            // An indexed directory builds itself on its own status thread,
-            // preallocation included: not here, under the creation mutex.
-            if (dynamic_cast<HDDirWithIndex*>(entry.dir.get()) == nullptr) entry.dir->init();
-            entry.dir->startDetectionThread();
-        }
-        m_dirs.push_back(entry);
-        if (findDisk(diskNameOf(info)) == nullptr) {
-            RecordDiskInfoEx disk;
-            disk.setDiskName(diskNameOf(info));
-            disk.initDiskInfo();
-            m_disks.push_back(disk);
-        }
+RecordDiskManagerImpl::~RecordDiskManagerImpl() {
+    m_pThread->stop();
+    m_groupManager.stop();
+    m_groupManager.clearAll();
+}
+
+int RecordDiskManagerImpl::start() {
+    OVMutexManager guard(&m_startMutex, __FILE__, __LINE__);
+    if (m_pThread->isRunning()) return 1;
+    if (!m_pThread->start()) return 0;
+    m_bStop = false;
+    if (DiskStateManager::getInstance()->start() != 0) return 0;
+    m_groupManager.start();
+    RecordLockInfoManager::getInstance()->init();
+    DataVersionInfoManager::getInstance()->init();
+    return 1;
+}
+
+void RecordDiskManagerImpl::stop() {
+    OVMutexManager guard(&m_startMutex, __FILE__, __LINE__);
+    m_groupManager.stop();
+    m_groupManager.clearAll();
+    m_policyManager.clear();
+    DiskStateManager::getInstance()->stop();
+    m_bStop = true;
+    m_pThread->stop();
+    // What waited for the thread would otherwise come back at the next start.
+    {
+        OVMutexManager pending(&m_pendingDirMutex, __FILE__, __LINE__);
+        m_pendingDirs.clear();
     }
-    for (Dir& old : stopped) {
-        bool kept = false;
-        for (Dir& now : m_dirs) kept = kept || now.dir == old.dir;
-        if (!kept) old.dir->stopDetectionThread();
+    OVMutexManager pending(&m_pendingPolicyMutex, __FILE__, __LINE__);
+    m_pendingPolicies.clear();
+}
+
+int RecordDiskManagerImpl::setRecordDirInfoList(std::vector<RecordDirInfoEx> const& dirs) {
+    if (m_nRecordType == NS_RecordDiskManagerImpl::kRecordTypeCms &&
+        getDeviceId() == NS_RecordDiskManagerImpl::kDeviceIdCms)
+        return 0;
+    if (dirs.empty()) {
+        m_groupManager.clearAll();
+        return 1;
     }
+    OVMutexManager guard(&m_pendingDirMutex, __FILE__, __LINE__);
+    m_pendingDirs = dirs;
+    return 1;
+}
+
+void RecordDiskManagerImpl::getRecordDirInfoList(std::vector<RecordDirInfoEx>& dirs) {
+    m_groupManager.getRecordDirInfoList(dirs);
 }
 
 std::vector<RecordDirInfoEx> RecordDiskManagerImpl::getRecordDirInfoList() {
-    OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
-    std::vector<RecordDirInfoEx> list;
-    for (Dir const& entry : m_dirs) list.push_back(entry.info);
-    return list;
+    std::vector<RecordDirInfoEx> dirs;
+    m_groupManager.getRecordDirInfoList(dirs);
+    return dirs;
 }
 
-SafePointer<IRecordDir> RecordDiskManagerImpl::getRecordDir(std::string const& root) {
-    OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
-    for (Dir const& entry : m_dirs) {
-        if (entry.info.getRecordRootDir() == root) return entry.dir;
-    }
-    return SafePointer<IRecordDir>();
-}
-
-RecordDiskInfoEx* RecordDiskManagerImpl::findDisk(std::string const& diskName) {
-    for (RecordDiskInfoEx& disk : m_disks) {
-        if (disk.isSameDisk(diskName)) return &disk;
-    }
-    return nullptr;
-}
-
-void RecordDiskManagerImpl::holdDisk(RecordFileInfo const* session, std::string const& diskName) {
-    auto held = m_holders.find(session);
-    if (held != m_holders.end()) {
-        if (held->second == diskName) return;
-        if (RecordDiskInfoEx* old = findDisk(held->second)) old->decreaseReference();
-    }
-    if (RecordDiskInfoEx* disk = findDisk(diskName)) disk->increaseReference();
-    m_holders[session] = diskName;
-}
-
-int RecordDiskManagerImpl::createRecordFile(SafePointer<RecordFileInfo> file, int requestType,
-                                            int condition, SafePointer<IRecordWriter>& writer,
-                                            SafePointer<IRecordDir>& dir) {
-    OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
-    if (m_dirs.empty()) return OV_RECORD_NO_DIR_WRITE;
-    auto held = m_holders.find(file.get());
-    Dir const* chosen = nullptr;
-    Dir const* notReady = nullptr;
-    for (Dir const& entry : m_dirs) {
-        bool dedicated = entry.info.getAttribute() == kDedicatedDirAttribute;
-        if (dedicated != (condition != 0)) continue;
-        if (!entry.dir->isWritable()) {
-            if (notReady == nullptr) notReady = &entry;
-            continue;
+int RecordDiskManagerImpl::setDirPolicyThread() {
+    // The pause between passes is the thread's own (1 s).
+    if (m_bStop) return 1;
+    OVMutexManager pass(&m_passMutex, __FILE__, __LINE__);
+    try {
+        std::vector<RecordDirInfoEx> dirs;
+        {
+            OVMutexManager guard(&m_pendingDirMutex, __FILE__, __LINE__);
+            dirs.swap(m_pendingDirs);
         }
-        RecordDiskInfoEx* disk = findDisk(diskNameOf(entry.info));
-        bool ownDisk = held != m_holders.end() && held->second == diskNameOf(entry.info);
-        if (disk != nullptr && disk->isOverAccessLimit() && !ownDisk) continue;
-        chosen = &entry;
-        break;
+        if (!dirs.empty()) {
+            m_groupManager.setRecordDirInfoList(dirs);
+            // New groups know no channel yet: every policy goes again.
+            std::vector<RecordDeviceDirPolicy> all;
+            m_policyManager.getAllDirPolicy(all);
+            OVMutexManager guard(&m_pendingPolicyMutex, __FILE__, __LINE__);
+            m_pendingPolicies.swap(all);
+        }
+        std::vector<RecordDeviceDirPolicy> policies;
+        {
+            OVMutexManager guard(&m_pendingPolicyMutex, __FILE__, __LINE__);
+            policies.swap(m_pendingPolicies);
+        }
+        if (!policies.empty()) {
+            for (RecordDeviceDirPolicy const& policy : policies) m_groupManager.addRecordDevicePolicy(policy);
+            RecordDirStateManager::getInstance()->setDeviceNum(static_cast<int>(policies.size()));
+        }
+    } catch (OVRuntimeError const& error) {
+        Logger::writeLog("RecordIOError", error.what(), __FILE__, __LINE__);
     }
-    // A directory that is still making itself ready answers for itself.
-    if (chosen == nullptr && notReady != nullptr) {
-        HDDirWithIndex* indexed = dynamic_cast<HDDirWithIndex*>(notReady->dir.get());
-        if (indexed != nullptr && !indexed->isReady()) return OV_RECORD_DIR_NOT_READY;
-    }
-    if (chosen == nullptr) return OV_RECORD_NO_DIR_WRITE;
+    return 1;
+}
 
-    chosen->dir->setDeviceRequetType(file->getRecordDeviceInfo(), requestType);
-    int code = chosen->dir->createFile(file);
+void RecordDiskManagerImpl::setRecordDevicePolicy(RecordDeviceDirPolicy const& policy) {
+    m_policyManager.addRecordDevicePolicy(policy);
+    OVMutexManager guard(&m_pendingPolicyMutex, __FILE__, __LINE__);
+    m_pendingPolicies.push_back(policy);
+}
+
+int RecordDiskManagerImpl::removeRecordDevicePolicy(RecordDeviceInfo const& device) {
+    RecordDeviceDirPolicy policy;
+    if (m_policyManager.getRecordDeviceDirPolicy(device, policy) == 0) return 0;
+    m_policyManager.removeRecordDevicePolicy(device);
+    m_groupManager.removeRecordDevicePolicy(policy);
+    return 1;
+}
+
+void RecordDiskManagerImpl::removeAllRecordDevicePolicy(int recordMode) {
+    m_policyManager.removeAllRecordDevicePolicy(recordMode);
+    m_groupManager.removeAllRecordDevicePolicy(recordMode);
+}
+
+int RecordDiskManagerImpl::getRecordDeviceDirPolicy(RecordDeviceInfo const& device, RecordDeviceDirPolicy& policy) {
+    return m_policyManager.getRecordDeviceDirPolicy(device, policy);
+}
+
+void RecordDiskManagerImpl::getRecordDevicePolicyList(std::vector<RecordDeviceDirPolicy>& policies) {
+    m_policyManager.getAllDirPolicy(policies);
+}
+
+void RecordDiskManagerImpl::getDeviceListByGroupId(int groupId, std::vector<RecordInfo>& channels) {
+    m_policyManager.getRecordDirPolicyListByGroupID(1, groupId, channels);
+}
+
+int RecordDiskManagerImpl::getDeviceGroupId(RecordDeviceInfo const& device) {
+    RecordDeviceDirPolicy policy;
+    if (m_policyManager.getRecordDeviceDirPolicy(device, policy) == 0) return -1;
+    return policy.getGroupID();
+}
+
+int RecordDiskManagerImpl::getGroupId(SafePointer<RecordFileInfo> const& file) {
+    return getDeviceGroupId(NS_RecordDiskManagerImpl::deviceOf(*file));
+}
+
+void RecordDiskManagerImpl::setRecordType(int recordType) {
+    m_nRecordType = recordType;
+    m_groupManager.setRecordType(recordType);
+}
+
+int RecordDiskManagerImpl::getRecordType() { return m_nRecordType; }
+
+void RecordDiskManagerImpl::setDeviceId(std::string const& deviceId) {
+    {
+        OVMutexManager guard(&m_idMutex, __FILE__, __LINE__);
+        m_strDeviceId = deviceId;
+    }
+    m_groupManager.setDeviceId(deviceId);
+}
+
+std::string RecordDiskManagerImpl::getDeviceId() {
+    OVMutexManager guard(&m_idMutex, __FILE__, __LINE__);
+    return m_strDeviceId;
+}
+
+int RecordDiskManagerImpl::deleteFileListNoIndex(std::vector<std::string> const& names) {
+    return m_groupManager.deleteFileList(names);
+}
+
+void RecordDiskManagerImpl::setDiskStatusListener(SafePointer<IRecordServiceListenerManager> const& listener) {
+    m_groupManager.setDiskStatusListener(listener);
+}
+
+void RecordDiskManagerImpl::setBackupRecordListener(IAlarmListenerEx* listener) {
+    m_groupManager.setBackupRecordListener(listener);
+}
+
+void RecordDiskManagerImpl::setDiskAlarmInterval(int seconds) { m_groupManager.setDiskAlarmInterval(seconds); }
+
+void RecordDiskManagerImpl::scanDeviceRecordDisk(DeviceRecordDiskStatReport& report) {
+    m_groupManager.scanDeviceRecordDisk(report);
+}
+
+void RecordDiskManagerImpl::getDiskFileNumber(int groupId, long& total, long& useable) {
+    m_groupManager.getDiskFileNumber(groupId, total, useable);
+}
+
+int RecordDiskManagerImpl::createRecordFile(SafePointer<RecordFileInfo> file, int requestType, int condition,
+                                            SafePointer<IRecordWriter>& writer, SafePointer<IRecordDir>& dir) {
+    int groupId = getGroupId(file);
+    if (groupId == -1) return NS_RecordDiskManagerImpl::kNoPolicy;
+    OV_RANKED_LOCK_GUARD(guard, m_createMutex, LockRank::kCreation);
+    int code = m_groupManager.requestRecordDir(file, requestType, groupId, condition, dir);
     if (code != 0) return code;
-    holdDisk(file.get(), diskNameOf(chosen->info));
-    writer = RecordFileWriterFactory::create(chosen->dir->getRecordDirInfoEx());
-    dir = chosen->dir;
+    code = dir->createFile(file);
+    if (code != 0) {
+        file->setRecordFileName(file->createFileName());
+        m_groupManager.decreaseRecordDiskReference(file);
+        return code;
+    }
+    writer = RecordFileWriterFactory::create(file->getRecordDirInfoEx());
     return 0;
 }
 
 void RecordDiskManagerImpl::decreaseRecordDiskReference(SafePointer<RecordFileInfo> file) {
-    OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
-    auto held = m_holders.find(file.get());
-    if (held == m_holders.end()) return;
-    if (RecordDiskInfoEx* disk = findDisk(held->second)) disk->decreaseReference();
-    m_holders.erase(held);
+    m_groupManager.decreaseRecordDiskReference(file);
+}
+
+SafePointer<IRecordDir> RecordDiskManagerImpl::getRecordDir(std::string const& root) {
+    for (RecordDirInfoEx const& info : getRecordDirInfoList()) {
+        if (info.getRecordRootDir() != root) continue;
+        SafePointer<RecordDirGroup> group;
+        SafePointer<IRecordDir> dir;
+        if (m_groupManager.findRecordDirGroup(info.getGroupId(), group) && group->findRecordDir(info, dir))
+            return dir;
+    }
+    return SafePointer<IRecordDir>();
 }
 
 int RecordDiskManagerImpl::getDiskReferenceCount(std::string const& diskName) {
-    OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
-    RecordDiskInfoEx* disk = findDisk(diskName);
-    return disk == nullptr ? 0 : disk->getReferenceCount();
-}
-
-void RecordDiskManagerImpl::clear() {
-    std::vector<Dir> stopped;
-    {
-        OVMutexManager guard(&m_mutex, __FILE__, __LINE__);
-        stopped.swap(m_dirs);
-        m_disks.clear();
-        m_holders.clear();
+    std::vector<int> seen;
+    int count = 0;
+    for (RecordDirInfoEx const& info : getRecordDirInfoList()) {
+        int groupId = info.getGroupId();
+        bool counted = false;
+        for (int id : seen) counted = counted || id == groupId;
+        SafePointer<RecordDirGroup> group;
+        if (counted || !m_groupManager.findRecordDirGroup(groupId, group)) continue;
+        seen.push_back(groupId);
+        count += std::max(0, group->getDiskReference(diskName));
     }
-    for (Dir& entry : stopped) entry.dir->stopDetectionThread();
+    return count;
 }

@@ -12,16 +12,26 @@ struct Held {
     int nLine;
 };
 
-std::vector<Held>& stack() {
-    thread_local std::vector<Held> held;
-    return held;
+// A thread's stack is destroyed before the process-wide singletons are, at
+// exit; locks they take in their destructors then go unchecked. Null then.
+thread_local bool t_bStackGone = false;
+
+struct Stack {
+    std::vector<Held> held;
+    ~Stack() { t_bStackGone = true; }
+};
+
+std::vector<Held>* stack() {
+    if (t_bStackGone) return nullptr;
+    thread_local Stack stack;
+    return &stack.held;
 }
 }  // namespace NS_LockRank
 
 #ifndef NDEBUG
 void LockRank::acquire(void const* mutex, int rank, char const* file, int line) {
-    if (rank == kNone) return;
-    std::vector<NS_LockRank::Held>& held = NS_LockRank::stack();
+    if (rank == kNone || NS_LockRank::stack() == nullptr) return;
+    std::vector<NS_LockRank::Held>& held = *NS_LockRank::stack();
     bool again = false;
     for (NS_LockRank::Held const& entry : held) again = again || entry.pMutex == mutex;
     if (!again && !held.empty() && held.back().nRank >= rank) {
@@ -37,8 +47,8 @@ void LockRank::acquire(void const* mutex, int rank, char const* file, int line) 
 }
 
 void LockRank::release(void const* mutex, int rank) {
-    if (rank == kNone) return;
-    std::vector<NS_LockRank::Held>& held = NS_LockRank::stack();
+    if (rank == kNone || NS_LockRank::stack() == nullptr) return;
+    std::vector<NS_LockRank::Held>& held = *NS_LockRank::stack();
     for (auto it = held.rbegin(); it != held.rend(); ++it) {
         if (it->pMutex == mutex) {
             held.erase(std::next(it).base());
@@ -48,4 +58,7 @@ void LockRank::release(void const* mutex, int rank) {
 }
 #endif
 
-int LockRank::heldCount() { return static_cast<int>(NS_LockRank::stack().size()); }
+int LockRank::heldCount() {
+    std::vector<NS_LockRank::Held> const* held = NS_LockRank::stack();
+    return held == nullptr ? 0 : static_cast<int>(held->size());
+}

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "disk/RecordDeviceDirPolicy.h"
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/BasicTool.h"
 #include "foundation/FrameQueueSizeManager.h"
@@ -45,7 +46,9 @@ constexpr char kDefaultStart[] = "2024-01-01 12:00:00";
 char const kUsage[] =
     "usage: recstore_record [options] TESTDATA_DIR RECORD_DIR\n"
     "  --channels N      channels to record, 1 to 256 (default 4)\n"
-    "  --seconds S       simulated seconds per channel, 1 to 86400 (default 120)\n"
+    "  --seconds S       simulated seconds per channel, 1 to 86400 (default: until\n"
+    "                    the disks are full and a quarter of their files came back\n"
+    "                    through the recycle bin)\n"
     "  --start TIME      \"YYYY-MM-DD HH:MM:SS\", local time of the first frame\n"
     "                    (default \"2024-01-01 12:00:00\"); a later start into the\n"
     "                    same RECORD_DIR continues its timeline\n"
@@ -54,20 +57,22 @@ char const kUsage[] =
     "  --file-mib M      size of a record file in MiB, 1 to 2048 (default 16)\n"
     "  --width W         picture width, 16 to 8192 (default 1280)\n"
     "  --height H        picture height, 16 to 8192 (default 720)\n"
-    "  --space-mib M     space the record directory may claim, 16 to 65536 MiB\n"
-    "                    (default 1024); its record files are preallocated in it,\n"
+    "  --disks N         record directories, one per disk, 1 to 8 (default 2)\n"
+    "  --disk-mib M      space each record directory may claim, 16 to 65536 MiB\n"
+    "                    (default 512); its record files are preallocated in it,\n"
     "                    and each channel and day needs ten files' room for its index\n"
-    "Records into RECORD_DIR/disk1; logs go to RECORD_DIR/mnt/mtd/log unless\n"
-    "RECSTORE_ROOT names another root.\n";
+    "Records into RECORD_DIR/disk1 .. diskN, each channel with a cycle-write policy;\n"
+    "logs go to RECORD_DIR/mnt/mtd/log unless RECSTORE_ROOT names another root.\n";
 
 struct Options {
     int nChannels = 4;
-    int nSeconds = 120;
+    int nSeconds = 0;  // 0: until full and through the bin
     unsigned long nStart = 0;
     std::string strVideo;
     std::string strAudio;
     long long nFileBytes = 16LL << 20;
-    long long nSpaceBytes = 1024LL << 20;
+    int nDisks = 2;
+    long long nDiskBytes = 512LL << 20;
     int nWidth = 1280;
     int nHeight = 720;
     std::string strTestData;
@@ -109,7 +114,8 @@ int parse(int argc, char** argv, Options& options) {
                         {"--file-mib", 1, 2048, options.nFileBytes >> 20},
                         {"--width", 16, 8192, options.nWidth},
                         {"--height", 16, 8192, options.nHeight},
-                        {"--space-mib", 16, 65536, options.nSpaceBytes >> 20}};
+                        {"--disk-mib", 16, 65536, options.nDiskBytes >> 20},
+                        {"--disks", 1, 8, options.nDisks}};
     std::string start = kDefaultStart;
     std::vector<std::string> rest;
     for (int i = 1; i < argc; ++i) {
@@ -159,7 +165,8 @@ int parse(int argc, char** argv, Options& options) {
     options.nFileBytes = numbers[2].value << 20;
     options.nWidth = static_cast<int>(numbers[3].value);
     options.nHeight = static_cast<int>(numbers[4].value);
-    options.nSpaceBytes = numbers[5].value << 20;
+    options.nDiskBytes = numbers[5].value << 20;
+    options.nDisks = static_cast<int>(numbers[6].value);
     options.strTestData = rest[0];
     options.strRecordDir = rest[1];
     if (options.strVideo.empty()) options.strVideo = options.strTestData + "/hd25_gop25_10s.h264";
@@ -237,14 +244,18 @@ struct Channel {
     }
 };
 
-// The directory makes itself ready on its own thread; a disk it finds
-// unusable (status other than unknown or ready) ends the wait at once.
+// The disk manager opens the directory on its next pass and the directory
+// makes itself ready on its own thread; a disk it finds unusable (status
+// other than unknown or ready) ends the wait at once.
 void waitUntilReady(std::string const& root) {
-    SafePointer<IRecordDir> dir = RecordDiskManagerImpl::getInstance()->getRecordDir(root);
     auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-    while (!dir.isNull() && !dir->isWritable() && std::chrono::steady_clock::now() < until) {
-        int const status = dir->getRecordDirInfoEx().getStatus();
-        if (status != 0 && status != 1) return;
+    while (std::chrono::steady_clock::now() < until) {
+        SafePointer<IRecordDir> dir = RecordDiskManagerImpl::getInstance()->getRecordDir(root);
+        if (!dir.isNull()) {
+            if (dir->isWritable()) return;
+            int const status = dir->getRecordDirInfoEx().getStatus();
+            if (status != 0 && status != 1) return;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
 }
@@ -279,13 +290,11 @@ bool isTransportStream(std::string const& path, long long length, long long& pac
 }
 
 // Prints what the index holds for the channel; answers the problem lines.
-std::vector<std::string> readBack(RecordDirInfoEx const& dir, Channel const& channel) {
+std::vector<std::string> readBack(RecordDirInfoEx const& dir, Channel const& channel, int& segments) {
     std::string deviceDir = BasicTool::getDeviceDirString("NVR", "192.168.1.10", channel.nCamera);
     std::vector<std::string> dates;
     BasicTool::getRecordDateList(dir, BasicTool::kRecordDirName, deviceDir, dates);
     BasicTool::sort(dates, true);
-    std::printf("channel %d (%s): %.1f MB written, %d blocks refused, %d failed\n", channel.nCamera,
-                deviceDir.c_str(), channel.nBytes / 1048576.0, channel.nRefused, channel.nFailed);
     std::vector<std::string> problems;
     std::string const head = "channel " + std::to_string(channel.nCamera) + ": ";
     for (std::string const& date : dates) {
@@ -304,6 +313,7 @@ std::vector<std::string> readBack(RecordDirInfoEx const& dir, Channel const& cha
         parser.queryRecordSegmentList(&query, false);
         query.clear();
         for (RecordTimeSegment const& segment : result.getRecordTimeSegmentList()) {
+            ++segments;
             std::printf("  segment %s - %s  (%lu s)\n", clock(segment.getRecordBeginTime()).c_str(),
                         clock(segment.getRecordEndTime()).c_str(),
                         segment.getRecordEndTime() - segment.getRecordBeginTime());
@@ -337,6 +347,48 @@ std::vector<std::string> readBack(RecordDirInfoEx const& dir, Channel const& cha
             if (!good) problems.push_back(head + "record file " + file->getRecordFileName() + " is broken");
         }
     }
+    return problems;
+}
+
+// Prints the disk's record files by place: the empty pool, in use in date
+// folders, the recycle bin. On a local disk each keeps the segment size for
+// life; answers a problem line for every one that does not.
+std::vector<std::string> countDiskFiles(RecordDirInfoEx const& dir) {
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(1, 0);
+    std::string const record = dir.getRecordRootDir() + "/record";
+    std::vector<std::string> problems;
+    auto check = [&](std::string const& path) {
+        std::ifstream file(path, std::ios::binary | std::ios::ate);
+        long long const size = file ? static_cast<long long>(file.tellg()) : -1;
+        if (size != dir.getFileSegmentSize())
+            problems.push_back(dir.getRecordDiskName() + ": record file " + path + " has " + std::to_string(size) +
+                               " bytes, not the segment size " + std::to_string(dir.getFileSegmentSize()));
+    };
+    std::vector<std::string> names;
+    disk->getFileList((record + "/empty").c_str(), names, nullptr, 0);
+    size_t const pool = names.size();
+    for (std::string const& name : names) check(record + "/empty/" + name);
+    names.clear();
+    disk->getFileList((record + "/recycleBin").c_str(), names, nullptr, 0);
+    size_t const bin = names.size();
+    for (std::string const& name : names) check(record + "/recycleBin/" + name);
+    size_t used = 0;
+    std::vector<std::string> devices;
+    disk->getDirList(record.c_str(), devices);
+    for (std::string const& device : devices) {
+        if (device == "empty" || device == "recycleBin" || device == "Index") continue;
+        std::vector<std::string> dates;
+        disk->getDirList((record + "/" + device).c_str(), dates);
+        for (std::string const& date : dates) {
+            std::string const folder = record + "/" + device + "/" + date;
+            std::vector<std::string> files;
+            disk->getFileList(folder.c_str(), files, "*.ts", 0);
+            used += files.size();
+            for (std::string const& name : files) check(folder + "/" + name);
+        }
+    }
+    std::printf("%s: %zu record file(s): %zu in the pool, %zu in use, %zu in the recycle bin\n",
+                dir.getRecordDiskName().c_str(), pool + used + bin, pool, used, bin);
     return problems;
 }
 
@@ -374,18 +426,23 @@ int run(Options const& options) {
     while (!audio.empty() && audio.back().getTimeStamp() >= videoOptions.nFirstTime + loopLength) audio.pop_back();
     std::vector<AVData> frames = TestStreams::interleave(video, audio);
 
-    RecordDirInfoEx dir;
-    dir.setRecordRootDir(options.strRecordDir + "/disk1");
-    dir.setRecordDiskName("disk1");
-    dir.setDiskType(1);
-    dir.setFileSegmentSize(options.nFileBytes);
-    dir.setEnableFlag(true);
-    // The directory preallocates its files from this, never from the disk's free space.
-    dir.setUseableSpace(options.nSpaceBytes);
-    // A folder that cannot be made is left for the engine to refuse, channel by channel.
-    DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
-    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList({dir});
-    waitUntilReady(dir.getRecordRootDir());
+    std::vector<RecordDirInfoEx> dirs;
+    for (int d = 1; d <= options.nDisks; ++d) {
+        RecordDirInfoEx dir;
+        dir.setRecordRootDir(options.strRecordDir + "/disk" + std::to_string(d));
+        dir.setRecordDiskName("disk" + std::to_string(d));
+        dir.setDiskType(1);
+        dir.setFileSegmentSize(options.nFileBytes);
+        dir.setEnableFlag(true);
+        // The directory preallocates its files from this, never from the disk's free space.
+        dir.setUseableSpace(options.nDiskBytes);
+        // A folder that cannot be made is left for the engine to refuse, channel by channel.
+        DiskManagerFactory::getDiskManager(1, 0)->createDir(dir.getRecordRootDir().c_str());
+        dirs.push_back(dir);
+    }
+    RecordDiskManagerImpl::getInstance()->start();
+    RecordDiskManagerImpl::getInstance()->setRecordDirInfoList(dirs);
+    for (RecordDirInfoEx const& dir : dirs) waitUntilReady(dir.getRecordRootDir());
 
     std::vector<std::unique_ptr<Channel>> channels;
     for (int i = 0; i < options.nChannels; ++i) {
@@ -397,16 +454,35 @@ int run(Options const& options) {
         info.setDeviceId("NVR");
         info.setDeviceIP("192.168.1.10");
         info.setCameraId(channel->nCamera);
+        RecordDeviceInfo device;
+        device.setDeviceId("NVR");
+        device.setDeviceIP("192.168.1.10");
+        device.setCameraId(channel->nCamera);
+        device.setRecordMode(1);  // as a session names its files
+        RecordDiskManagerImpl::getInstance()->setRecordDevicePolicy(RecordDeviceDirPolicy(device, true, 1, 0, false));
         channel->storage.open(info, false);
         channel->storage.setTSFrameQueue(channel->queue.get());
         channels.push_back(std::move(channel));
     }
+    // The policies reach the group now rather than on the thread's next pass.
+    RecordDiskManagerImpl::getInstance()->setDirPolicyThread();
 
     long long const start = static_cast<long long>(options.nStart);
-    std::printf("recording %d channel(s) of %s for %d simulated seconds from %s into %s\n", options.nChannels,
-                options.strVideo.c_str(), options.nSeconds, clock(options.nStart).c_str(),
-                dir.getRecordRootDir().c_str());
-    long long end = (start + options.nSeconds) * 1000000;
+    // Without a length, the run goes on until it wrote the disks' space and a
+    // quarter more, which can only have come back through the recycle bin.
+    long long const untilBytes = options.nSeconds > 0 ? 0 : options.nDisks * options.nDiskBytes / 4 * 5;
+    int const seconds = options.nSeconds > 0 ? options.nSeconds : 86400;
+    if (options.nSeconds > 0) {
+        std::printf("recording %d channel(s) of %s for %d simulated seconds from %s into %s on %d disk(s)\n",
+                    options.nChannels, options.strVideo.c_str(), options.nSeconds, clock(options.nStart).c_str(),
+                    options.strRecordDir.c_str(), options.nDisks);
+    } else {
+        std::printf("recording %d channel(s) of %s from %s into %s on %d disk(s) until %.1f MB are written\n",
+                    options.nChannels, options.strVideo.c_str(), clock(options.nStart).c_str(),
+                    options.strRecordDir.c_str(), options.nDisks, untilBytes / 1048576.0);
+    }
+    long long end = (start + seconds) * 1000000;
+    long long written = 0;
     long long lastSecond = start;
     for (long long loop = 0;; ++loop) {
         bool done = false;
@@ -419,10 +495,16 @@ int run(Options const& options) {
             }
             frame.setTimeStamp(time);
             frame.setSequenceId(source.getSequenceId() + static_cast<unsigned int>(loop * frames.size()));
+            written = 0;
             for (std::unique_ptr<Channel>& channel : channels) {
                 frame.setCameraNo(channel->nCamera);
                 channel->queue->pushAVData(&frame);
                 channel->drain();
+                written += channel->nBytes;
+            }
+            if (untilBytes > 0 && written >= untilBytes) {
+                done = true;
+                break;
             }
             // Wall time moves with the stream, so writers flush as they would.
             long long second = time / 1000000;
@@ -432,7 +514,7 @@ int run(Options const& options) {
                 if ((second - start) % 10 == 0) {
                     long long bytes = 0;
                     for (std::unique_ptr<Channel>& channel : channels) bytes += channel->nBytes;
-                    std::printf("  %4lld / %d s recorded, %.1f MB\n", second - start, options.nSeconds,
+                    std::printf("  %4lld / %d s recorded, %.1f MB\n", second - start, seconds,
                                 bytes / 1048576.0);
                     std::fflush(stdout);
                 }
@@ -445,12 +527,23 @@ int run(Options const& options) {
     std::printf("reading back the index of each channel:\n");
     std::vector<std::string> problems;
     for (std::unique_ptr<Channel> const& channel : channels) {
-        std::vector<std::string> found = readBack(dir, *channel);
+        std::printf("channel %d (%s): %.1f MB written, %d blocks refused, %d failed\n", channel->nCamera,
+                    BasicTool::getDeviceDirString("NVR", "192.168.1.10", channel->nCamera).c_str(),
+                    channel->nBytes / 1048576.0, channel->nRefused, channel->nFailed);
+        int segments = 0;
+        for (RecordDirInfoEx const& dir : dirs) {
+            std::vector<std::string> found = readBack(dir, *channel, segments);
+            problems.insert(problems.end(), found.begin(), found.end());
+        }
+        std::printf("channel %d: %d segment(s) found\n", channel->nCamera, segments);
         std::string const failure = channel->failure();
         if (!failure.empty()) problems.push_back(failure);
+    }
+    for (RecordDirInfoEx const& dir : dirs) {
+        std::vector<std::string> found = countDiskFiles(dir);
         problems.insert(problems.end(), found.begin(), found.end());
     }
-    RecordDiskManagerImpl::getInstance()->clear();
+    RecordDiskManagerImpl::getInstance()->stop();
     std::fflush(stdout);
     for (std::string const& problem : problems) fail(problem);
     if (!problems.empty()) return 1;

@@ -43,6 +43,7 @@ public:
         info.setDeviceId("NVR");
         info.setDeviceIP("10.0.0.7");
         info.setCameraId(2);
+        recordChannel(info);
         m_session.open(info, false);
         m_session.setTSFrameQueue(&m_queue);
         m_queue.setDeviceInfo("NVR", 2);
@@ -92,14 +93,14 @@ protected:
     }
 
     void TearDown() override {
-        RecordDiskManagerImpl::getInstance()->clear();
+        stopRecordDirs();
         LastRecordFileInfoManager::getInstance()->clear();
         HostClock::reset();
     }
 
     // What a new process starts with: no memory, the folders as they are.
     void restart() {
-        RecordDiskManagerImpl::getInstance()->clear();
+        stopRecordDirs();
         LastRecordFileInfoManager::getInstance()->clear();
         RecordingMarkManager::getInstance()->delMark(kDeviceDir);
         ASSERT_TRUE(serveRecordDirs({m_dir}));
@@ -165,7 +166,7 @@ TEST_F(RecordIndexWritingTest, PowerCutAtAnyBlockNeverLetsAnEntryBeAppendedToUns
             });
             if (cut == 0) channel.close();
             // Not rebuilt behind the reader's back once the disk is back.
-            RecordDiskManagerImpl::getInstance()->clear();
+            stopRecordDirs();
         }
         HostClock::reset();
         // A flush with block j writes the items of the blocks before j - 1.

@@ -89,12 +89,13 @@ protected:
         m_info.setDeviceId("NVR");
         m_info.setDeviceIP("10.0.0.7");
         m_info.setCameraId(2);
+        recordChannel(m_info);
     }
 
     void TearDown() override {
         m_plan->release();
         m_session.reset();
-        RecordDiskManagerImpl::getInstance()->clear();
+        stopRecordDirs();
         LastRecordFileInfoManager::getInstance()->clear();
         RecordDirStateManager::getInstance()->clear();
         GlobalEnv::getInstance()->setPrintFlag(false);
@@ -123,9 +124,10 @@ protected:
         ASSERT_TRUE(serveRecordDirs({m_dir}));
     }
 
-    std::unique_ptr<RecordStorageTSImpl> newSession(int camera, bool dedicated = false) {
+    std::unique_ptr<RecordStorageTSImpl> newSession(int camera, bool dedicated = false, int group = 1) {
         std::unique_ptr<RecordStorageTSImpl> session(new RecordStorageTSImpl());
         m_info.setCameraId(camera);
+        recordChannel(m_info, group);
         EXPECT_EQ(0, session->open(m_info, dedicated));
         session->setTSFrameQueue(&m_queue);
         return session;
@@ -161,7 +163,7 @@ protected:
     // A directory that remembers the state of the files it gave out: a share,
     // which records into a plain folder.
     void usePlainDir() {
-        RecordDiskManagerImpl::getInstance()->clear();  // a kept root keeps its class
+        stopRecordDirs();  // a kept root keeps its class
         m_dir.setDiskType(4);
         ASSERT_TRUE(serveRecordDirs({m_dir}));
     }
@@ -450,10 +452,13 @@ TEST_F(RecordStorageTest, EndedFileReportsItsSlowestBlockAndItsAverageSpeed) {
 
 // The writer of a file that threw goes to its directory's close thread. Closed
 // late, after the next file is open, it leaves that file's mark and entry
-// alone, and the given-up entry stays as its last flush left it.
+// alone, and the given-up entry stays as its last flush left it. The next
+// file goes to the group's other directory while the first one is failing.
 TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTheNextFileAlone) {
     FaultPlan& plan = faults(false, 4);
     usePlainDir();
+    m_other.setDiskType(4);
+    ASSERT_TRUE(serveRecordDirs({m_dir, m_other}));
     openSession();
     EXPECT_EQ(0, write(iFrame(kDay0, 'A')));
     plainDir()->stopDetectionThread();
@@ -482,13 +487,15 @@ TEST_F(RecordStorageTest, IOExceptionHandsTheWriterToTheCloseThreadWhichLeavesTh
     ASSERT_TRUE(last->getRecordValidLength(next, data, time, interval, end, closed));
     EXPECT_EQ(endBefore, end);
     m_session->close();
-    EXPECT_EQ(e.text(), contents().at(2));
     EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark(kDeviceDir, kDate));
-    std::vector<Item> items = indexedItems();  // three entries, an item of E
-    ASSERT_EQ(4u, items.size());
-    EXPECT_EQ("000010000200003", items[0].strFile.substr(0, 5) + items[1].strFile.substr(0, 5) +
-                                     items[2].strFile.substr(0, 5));
-    EXPECT_EQ(2 * TestBlock::kPacket, items[3].nLength);
+    std::vector<Item> items = indexedItems();  // the two entries of the failing directory
+    ASSERT_EQ(2u, items.size());
+    EXPECT_EQ("0000100002", items[0].strFile.substr(0, 5) + items[1].strFile.substr(0, 5));
+    m_dir = m_other;
+    EXPECT_EQ(Texts{e.text()}, contents());
+    items = indexedItems();  // E's entry and its item
+    ASSERT_EQ(2u, items.size());
+    EXPECT_EQ(2 * TestBlock::kPacket, items[1].nLength);
 }
 
 // Neither a missing directory nor a writer that cannot open ends the wait
@@ -520,13 +527,14 @@ TEST_F(RecordStorageTest, NoFileToBeHadKeepsTheSessionWaitingForAnIFrame) {
 // A hung write turns into a time-out while the other disk goes on. Disk
 // events name a disk by part of its name ("sdb" reaches "sdb1").
 TEST_F(RecordStorageTest, HungWriteTimesOutAndDiskEventsReachOnlyTheirDisk) {
-    // One writer per disk, so the second channel has to take the other disk.
-    RecordDiskManagerImpl::getInstance()->clear();
+    // The second channel records in a group of its own, on the other disk.
+    stopRecordDirs();
     std::filesystem::create_directories(m_root.root() + "/hd1/program/config");
     std::ofstream(m_root.root() + "/hd1/program/config/storageparam.ini") << "DiskReferenceCountLimit=1\n";
     ASSERT_TRUE(StorageParameterManage::getInstance()->initStorageParameter());
     m_dir.setDiskType(4);  // a plain folder, which counts its time-outs
-    RecordDiskManagerImpl::getInstance()->clear();
+    m_other.setGroupId(2);
+    stopRecordDirs();
     ASSERT_TRUE(serveRecordDirs({m_dir, m_other}));
     StorageParameterManage::getInstance()->resetStorageParameter();
     FaultPlan& plan = faults(false, 4);
@@ -536,7 +544,7 @@ TEST_F(RecordStorageTest, HungWriteTimesOutAndDiskEventsReachOnlyTheirDisk) {
     std::atomic<int> result{1};
     std::thread writer([&]() { result = write(pFrame(kDay0 + 1, 'B')); });
     ASSERT_TRUE(waitFor([&]() { return plan.hungWriters() == 1; }));
-    std::unique_ptr<RecordStorageTSImpl> fast = newSession(3);
+    std::unique_ptr<RecordStorageTSImpl> fast = newSession(3, false, 2);
     for (int i = 0; i < 5; ++i) EXPECT_EQ(0, fast->write(0, &Block(1, i == 0 ? 1 : 2, kDay0 + i, 1, 'F')));
     EXPECT_EQ(1, plan.hungWriters());
 
@@ -606,7 +614,7 @@ TEST_F(RecordStorageTest, FlushesSyncOnlyWhereTheyAreCheap) {
         m_session->close();
         EXPECT_EQ(2, plan->flushCalls() - syncs);  // data, then index with its seal
         EXPECT_EQ(5u, indexedItems().size());
-        RecordDiskManagerImpl::getInstance()->clear();
+        stopRecordDirs();
         HostClock::reset();
     }
 }
@@ -665,7 +673,7 @@ TEST_F(RecordStorageTest, PowerCutBeforeAnyCallLeavesNoIndexItemWithoutItsData) 
                 fired = plan->hasPowerCutFired();
                 if (!fired) plan->powerCut();
                 // Not rebuilt behind the reader's back once the disk is back.
-                RecordDiskManagerImpl::getInstance()->clear();
+                stopRecordDirs();
             }
             HostClock::reset();
             if (!fired) {

@@ -2,6 +2,10 @@
 // its lines, and what it leaves in the record folder.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 #include <unistd.h>
 
 #include <string>
@@ -80,7 +84,8 @@ TEST_F(RecordToolTest, BadInputIsOneLineAndRecordsNothing) {
         {"rec --file-mib 0", 2, "--file-mib wants a whole number from 1 to 2048"},
         {"rec --width 0", 2, "--width wants a whole number from 16 to 8192"},
         {"rec --height 8193", 2, "--height wants a whole number from 16 to 8192"},
-        {"rec --space-mib 15", 2, "--space-mib wants a whole number from 16 to 65536"},
+        {"rec --disk-mib 15", 2, "--disk-mib wants a whole number from 16 to 65536"},
+        {"rec --disks 9", 2, "--disks wants a whole number from 1 to 8"},
         {"rec --start 2024-01-01", 2, "--start wants a time \"YYYY-MM-DD HH:MM:SS\", not '2024-01-01'"},
         {"rec --start '2024-02-30 12:00:00'", 2, "--start wants a time"},
         {"rec --seconds", 2, "--seconds needs a value"},
@@ -106,7 +111,7 @@ TEST_F(RecordToolTest, BadInputIsOneLineAndRecordsNothing) {
 
 // As a recorder after a restart, a later run joins the day's index.
 TEST_F(RecordToolTest, GoodRunLogsTheMissingOptionalFileAndALaterRunContinuesTheDay) {
-    Result const result = run("rec --channels 2 --seconds 12 --file-mib 4 --space-mib 96");
+    Result const result = run("rec --channels 2 --seconds 12 --file-mib 4 --disk-mib 96 --disks 1");
     EXPECT_EQ(0, result.nStatus) << result.strErr;
     EXPECT_EQ("", result.strErr);
     EXPECT_EQ(2, count(result.strOut, "segment 2024-01-01 12:00:00 - 2024-01-01 12:00:11"));
@@ -119,7 +124,7 @@ TEST_F(RecordToolTest, GoodRunLogsTheMissingOptionalFileAndALaterRunContinuesThe
     EXPECT_EQ(2, count(m_dir.readFile("root/mnt/mtd/log/FrameQueueConfig.log"),
                        "open " + m_dir.path("root") + "/hd1/program/config/TSFrameQueueConfig.ini failed"));
 
-    Result const later = run("rec --channels 2 --seconds 10 --file-mib 4 --space-mib 96 --start '2024-01-01 12:05:00'");
+    Result const later = run("rec --channels 2 --seconds 10 --file-mib 4 --disk-mib 96 --disks 1 --start '2024-01-01 12:05:00'");
     ASSERT_EQ(0, later.nStatus) << later.strErr;
     EXPECT_EQ(1, count(later.strOut, "from 2024-01-01 12:05:00 into"));
     EXPECT_EQ(2, count(later.strOut, "segment 2024-01-01 12:00:00 - 2024-01-01 12:00:11"));
@@ -127,6 +132,35 @@ TEST_F(RecordToolTest, GoodRunLogsTheMissingOptionalFileAndALaterRunContinuesThe
 }
 
 // Nothing written is a failure, named per channel with the engine's code.
+// Without a length the run fills both disks and goes on through the recycle
+// bin; each disk keeps the files of its pool, every one of the segment size
+// (a file of another size fails the run).
+TEST_F(RecordToolTest, DefaultRunFillsBothDisksAndGoesOnThroughTheRecycleBin) {
+    Result const result = run("rec --channels 2 --file-mib 1 --disk-mib 32");
+    ASSERT_EQ(0, result.nStatus) << result.strErr;
+    EXPECT_EQ("", result.strErr);
+    int disks = 0;
+    unsigned binned = 0;
+    for (std::string const& line : lines(result.strOut)) {
+        int disk = 0;
+        unsigned total = 0, pool = 0, used = 0, bin = 0;
+        if (std::sscanf(line.c_str(), "disk%d: %u record file(s): %u in the pool, %u in use, %u in the recycle bin",
+                        &disk, &total, &pool, &used, &bin) != 5)
+            continue;
+        ++disks;
+        EXPECT_EQ(30u, total) << line;  // 32 MiB less the room of three index files and the reserve
+        EXPECT_LE(pool, 1u) << line;
+        binned += bin;
+    }
+    EXPECT_EQ(2, disks);
+    EXPECT_GT(binned, 0u);
+    for (char const* channel : {"channel 1: ", "channel 2: "}) {
+        size_t at = result.strOut.find(std::string(channel));
+        ASSERT_NE(std::string::npos, at) << channel;
+        EXPECT_GE(std::atoi(result.strOut.c_str() + at + std::strlen(channel)), 1) << channel;
+    }
+}
+
 TEST_F(RecordToolTest, ChannelsThatRecordedNothingFailOneLineEach) {
     struct Case {
         char const* name;
@@ -136,16 +170,14 @@ TEST_F(RecordToolTest, ChannelsThatRecordedNothingFailOneLineEach) {
     };
     ASSERT_TRUE(m_dir.writeFile("file", "a file where a folder belongs"));
     std::vector<Case> cases = {
-        {"record folder is a file", "file --channels 2 --seconds 3", {1, 2}, "-713 OV_RECORD_DIR_NOT_READY"},
-        {"more channels than the disk takes", "many --channels 17 --seconds 2 --file-mib 1 --space-mib 256", {17},
-         "-768 OV_RECORD_NO_DIR_WRITE"},
+        {"record folder is a file", "file --channels 2 --seconds 3", {1, 2}, "-768 OV_RECORD_NO_DIR_WRITE"},
     };
     // Permissions do not bite root.
     if (geteuid() != 0) {
         ASSERT_TRUE(m_dir.makeDir("readonly"));
         ASSERT_EQ(0, sy_system(("chmod 555 '" + m_dir.path("readonly") + "'").c_str(), 10));
         cases.push_back({"read-only record folder", "readonly --channels 2 --seconds 3", {1, 2},
-                         "-713 OV_RECORD_DIR_NOT_READY"});
+                         "-768 OV_RECORD_NO_DIR_WRITE"});
     }
     for (Case const& c : cases) {
         Result const result = run(c.args);
