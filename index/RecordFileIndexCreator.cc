@@ -8,6 +8,7 @@
 #include "foundation/CommonLog.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
+#include "host/Logger.h"
 #include "index/RecordFileIndexWriter.h"
 #include "index/RecordIndexCodec.h"
 #include "index/RecordIndexFileParserEx.h"
@@ -29,9 +30,14 @@ int RecordFileIndexCreator::createIndexFile(SafePointer<RecordFileInfo>& file) {
     if (m_pDiskManager->isFileExist(target.c_str()) == 1) return 0;
     // The device folder comes with it; each new folder is synced into its parent.
     if (!m_pDiskManager->createDir(file->getDateDir().c_str())) return OV_RECORD_CREATE_INDEX_FAILED;
-    bool made = !m_indexPool.isNull() ? m_indexPool->createIndexFile(target) == 1
-                                      : m_pDiskManager->createFilledFile(target.c_str(), kIndexFileSize,
-                                                                         IndexDirManager::kIndexFileFill) == 0;
+    if (!m_indexPool.isNull() && m_indexPool->createIndexFile(target) == 1) return 0;
+    // A pool holds one index file per ten record files; many channels on a
+    // small disk use them up while record files are still free. Recording
+    // must not stop for that: the index is made in place, out of the space
+    // the pool leaves over.
+    if (!m_indexPool.isNull())
+        Logger::writeLog("RecordIOError", ("index pool dry, made in place: " + target).c_str(), __FILE__, __LINE__);
+    bool made = m_pDiskManager->createFilledFile(target.c_str(), kIndexFileSize, IndexDirManager::kIndexFileFill) == 0;
     return made ? 0 : OV_RECORD_CREATE_INDEX_FAILED;
 }
 

@@ -297,7 +297,8 @@ TEST_F(RecordFileIndexWriterTest, SealCoversTheItemsInTheFileAndNeverEndsInFF) {
     EXPECT_EQ(-1, RecordFileIndexCreator(m_info).togetherRecordFile(joining));
 }
 
-// Index files are born 0xFF, -767 when the pool has run dry; a taken name is refused.
+// Index files are born 0xFF, from the pool or, when it has run dry, made in
+// place; -767 only when the disk can't take one. A taken name is refused.
 TEST_F(RecordFileIndexWriterTest, IndexFilesAreBornFFAndNewEntriesNeedAFreeName) {
     SafePointer<IndexDirManager> pool(
         new IndexDirManager(Codec::kFreshIndexFileSize, 1, m_info.getRecordRootDir() + "/record"));
@@ -310,7 +311,14 @@ TEST_F(RecordFileIndexWriterTest, IndexFilesAreBornFFAndNewEntriesNeedAFreeName)
     ASSERT_EQ(0, creator.createIndexFile(file));
     EXPECT_TRUE(std::string(Codec::kFreshIndexFileSize, '\xFF') == indexBytes(file));
     EXPECT_EQ(0, creator.createIndexFile(file));  // there already: the dry pool isn't asked
-    EXPECT_EQ(-767, creator.createIndexFile(other));
+    {
+        auto plan = std::make_shared<FaultPlan>();
+        FaultInjection faults(plan);
+        plan->setDiskFull(true);
+        EXPECT_EQ(-767, RecordFileIndexCreator(m_info).createIndexFile(other));
+    }
+    EXPECT_EQ(0, creator.createIndexFile(other));
+    EXPECT_TRUE(std::string(Codec::kFreshIndexFileSize, '\xFF') == indexBytes(other));
 
     ASSERT_EQ(0, creator.createNewFileIndex(file));
     std::ofstream(file->createRecordFileName()) << "ts";
