@@ -243,4 +243,45 @@ TEST_F(RecordDiskManagerTest, TwoSmallDisksFillAndReclaimWhileEveryChannelRecord
             EXPECT_EQ(std::string::npos, entry.path().string().find(first)) << entry.path();
 }
 
+// A disk taken off the list while a channel records: its next files go to
+// the disk left; a stop while recording refuses the next file, and what was
+// written stays.
+TEST_F(RecordDiskManagerTest, ADiskTakenOffTheListWhileRecordingAndAStop) {
+    RecordDirInfoEx disks[2] = {dirOf(1, 1), dirOf(2, 1)};
+    ASSERT_TRUE(serveRecordDirs({disks[0], disks[1]}));
+    TSFrameQueue queue(1024 * 1024);
+    RecordInfo info;
+    info.setDeviceId("NVR");
+    info.setDeviceIP("10.0.0.7");
+    info.setCameraId(1);
+    recordChannel(info);
+    RecordStorageTSImpl session;
+    ASSERT_EQ(0, session.open(info, false));
+    session.setTSFrameQueue(&queue);
+    auto write = [&](int second) {
+        TestBlock block(1, 1, (kDay0 + second) * 1000000, 8, static_cast<char>('A' + second % 26));
+        return session.write(0, &block.data);
+    };
+    auto dated = [&](RecordDirInfoEx const& disk) {
+        std::vector<long long> sizes;
+        return filesOn(disk, sizes)["dated"];
+    };
+    for (int second = 0; second < 4; ++second) ASSERT_EQ(0, write(second));
+    int const used = dated(disks[0]) > 0 ? 0 : 1;
+    int const before = dated(disks[used]);
+    ASSERT_GT(before, 0);
+    ASSERT_TRUE(serveRecordDirs({disks[1 - used]}));
+    for (int second = 4; second < 12; ++second) ASSERT_EQ(0, write(second)) << second;
+    EXPECT_EQ(before, dated(disks[used]));
+    EXPECT_GE(dated(disks[1 - used]), 3);
+
+    m_disks->stop();
+    int code = 0;
+    for (int second = 12; second < 16 && code == 0; ++second) code = write(second);
+    EXPECT_NE(0, code);
+    session.close();
+    EXPECT_EQ(before, dated(disks[used]));
+    EXPECT_GE(dated(disks[1 - used]), 3);
+}
+
 }  // namespace
