@@ -23,10 +23,9 @@ class RecordDeviceInfo {
     OV_FIELD(int, RecordMode, 0)
 
 public:
-    bool equals(RecordDeviceInfo const& other) const {
-        return m_DeviceId == other.m_DeviceId && m_DeviceIP == other.m_DeviceIP &&
-               m_CameraId == other.m_CameraId && m_RecordMode == other.m_RecordMode;
-    }
+    // The same channel. An IP is compared in its file-name form: the host
+    // may name an IPv6 camera with ":" where sessions and folders use "-".
+    bool equals(RecordDeviceInfo const& other) const;
 };
 
 #endif

@@ -34,6 +34,15 @@ TEST(RecordDeviceDirPolicyManagerTest, OneEntryPerChannelLookedUpAndListedByGrou
     EXPECT_EQ(3, found.getRecordSaveDays());
     EXPECT_TRUE(found.getRedundancyFlag());
     EXPECT_EQ(0, store.getRecordDeviceDirPolicy(channel("A", 1, 2), found));
+    // An IPv6 camera named by the host with ":" is the session's with "-".
+    RecordDeviceInfo host = channel("C", 1);
+    host.setDeviceIP("fe80::1");
+    store.addRecordDevicePolicy(RecordDeviceDirPolicy(host, true, 4, 7, false));
+    RecordDeviceInfo session = host;
+    session.setDeviceIP("fe80--1");
+    ASSERT_NE(0, store.getRecordDeviceDirPolicy(session, found));
+    EXPECT_EQ(4, found.getGroupID());
+    store.removeRecordDevicePolicy(session);
 
     std::vector<RecordInfo> group2;
     store.getRecordDirPolicyListByGroupID(1, 2, group2);
