@@ -11,9 +11,12 @@ namespace NS_IRecordDir {
 constexpr unsigned int kLogLimit = 51200;
 constexpr unsigned int kLogFiles = 2;
 constexpr unsigned int kLogLevel = 3;
+}  // namespace NS_IRecordDir
 
-// The log follows the log folder if a test or tool moves it.
-void writeDirLog(char const* text, int line) {
+// One logger for the file, whoever writes to it: two rotating writers of one
+// file would rotate it under each other. It follows the log folder if a test
+// or tool moves it.
+void IRecordDir::writeDirectoryLog(char const* tag, char const* text, int line) {
     static OVMutex mutex;
     static OVLogger* logger = nullptr;
     static std::string path;
@@ -22,12 +25,11 @@ void writeDirLog(char const* text, int line) {
     if (logger == nullptr || file != path) {
         delete logger;
         logger = new OVLogger();
-        logger->init(file.c_str(), kLogLimit, kLogFiles);
+        logger->init(file.c_str(), NS_IRecordDir::kLogLimit, NS_IRecordDir::kLogFiles);
         path = file;
     }
-    logger->writeLog("recordDir", text, __FILE__, static_cast<unsigned int>(line), kLogLevel);
+    logger->writeLog(tag, text, __FILE__, static_cast<unsigned int>(line), NS_IRecordDir::kLogLevel);
 }
-}  // namespace NS_IRecordDir
 
 RecordDirInfoEx IRecordDir::getRecordDirInfoEx() const {
     OVMutexManager guard(&m_infoMutex, "IRecordDir", __LINE__);
@@ -47,5 +49,5 @@ void IRecordDir::writeLog(char const* message, int line) {
                   static_cast<unsigned int>(reinterpret_cast<uintptr_t>(this)),
                   info.getRecordDiskName().c_str(), info.getRecordRootDir().c_str(),
                   message ? message : "");
-    NS_IRecordDir::writeDirLog(text, line);
+    writeDirectoryLog("recordDir", text, line);
 }

@@ -81,6 +81,8 @@ public:
 
     // One record per failing source line, to "recordDir.log".
     void writeLog(char const* message, int line);
+    // A line of "recordDir.log" under `tag`, for anyone who reports on directories.
+    static void writeDirectoryLog(char const* tag, char const* text, int line);
 
     RecordDirInfoEx getRecordDirInfoEx() const;
     void setRecordDirInfoEx(RecordDirInfoEx const& info);

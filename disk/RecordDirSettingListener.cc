@@ -2,17 +2,15 @@
 
 #include <cstdio>
 
+#include "directory/IRecordDir.h"
 #include "disk/RecordDirStateManager.h"
 #include "foundation/LockRank.h"
 #include "foundation/OVMutexManager.h"
 #include "host/GlobalEnv.h"
-#include "host/HostPaths.h"
 #include "host/LocalPath.h"
 #include "recording/RecordUpdateManager.h"
 
 namespace NS_RecordDirSettingListener {
-constexpr unsigned int kLogLimit = 51200;
-constexpr unsigned int kLogFiles = 3;
 
 void print(char const* text) {
     if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
@@ -39,13 +37,7 @@ void RecordDirSettingListener::uninit() {
 }
 
 void RecordDirSettingListener::writeLog(char const* text) {
-    OVMutexManager guard(&m_logMutex, __FILE__, __LINE__);
-    std::string const file = HostPaths::getLogDir() + "/recordDir.log";
-    if (file != m_strLogFile) {
-        m_logger.init(file.c_str(), NS_RecordDirSettingListener::kLogLimit, NS_RecordDirSettingListener::kLogFiles);
-        m_strLogFile = file;
-    }
-    m_logger.writeLog("RecordDirSettingListener", text);
+    IRecordDir::writeDirectoryLog("RecordDirSettingListener", text, __LINE__);
 }
 
 int RecordDirSettingListener::handleDiskStateMessage(std::string diskName, int diskState) {

@@ -9,7 +9,6 @@
 
 #include "foundation/RecordDirInfo.h"
 #include "host/DiskStateManager.h"
-#include "host/OVLogger.h"
 #include "host/OVMutex.h"
 #include "host/OVThread.h"
 
@@ -59,9 +58,6 @@ private:
     std::vector<RecordDirInfo> m_pendingList;  // guarded by m_pendingMutex
     OVMutex m_pendingMutex;
     std::unique_ptr<OVThread> m_pThread;
-    OVLogger m_logger;
-    std::string m_strLogFile;  // guarded by m_logMutex
-    OVMutex m_logMutex;
 };
 
 #endif
