@@ -1,6 +1,5 @@
 #include "directory/EmptyDirManager.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -24,19 +23,7 @@ char const* const kFillingName = "filling";
 // refilling, enough that a fill pays one commit per batch, not per file.
 constexpr int kSyncBatch = 16;
 
-void print(char const* format, ...) {
-    if (!GlobalEnv::getInstance()->getPrintFlag()) return;
-    va_list args;
-    va_start(args, format);
-    std::vprintf(format, args);
-    va_end(args);
-}
-
-std::string folderOf(std::string const& path) { return path.substr(0, path.rfind('/')); }
-
 }  // namespace NS_EmptyDirManager
-
-using NS_EmptyDirManager::print;
 
 EmptyDirManager::EmptyDirManager(long long fileSize, int diskType, std::string const& recordPath,
                                  std::string const& deviceId, int recordType, int)
@@ -73,7 +60,7 @@ int EmptyDirManager::init(int fileSystemFormat) {
     if (diskManager()->getFileList(pool, names, "*", 0) < 0) return 0;
 
     OV_LOCK_GUARD(guard, m_mutex);
-    print("EmptyDirManager::init 1111 ");
+    GlobalEnv::print("EmptyDirManager::init 1111 ");
     m_files.clear();
     for (std::string const& name : names) {
         std::string prefix;
@@ -91,7 +78,7 @@ int EmptyDirManager::init(int fileSystemFormat) {
 // another recorder's count.
 int EmptyDirManager::deleteOtherEmptyFile() {
     if (m_nDiskType != 2 || diskManager() == nullptr) return 0;
-    print("EmptyDirManager::deleteOtherEmptyFile begin ");
+    GlobalEnv::print("EmptyDirManager::deleteOtherEmptyFile begin ");
     std::vector<std::string> names;
     if (diskManager()->getFileList(m_strEmptyPath.c_str(), names, "*", 0) < 0) return 0;
     for (std::string const& name : names) {
@@ -99,9 +86,9 @@ int EmptyDirManager::deleteOtherEmptyFile() {
         int id = 0;
         if (!splitDevice(name, prefix, id) || prefix == m_strDeviceId) continue;
         std::string path = m_strEmptyPath + "/" + name;
-        print("delete %s \n", path.c_str());
+        GlobalEnv::print("delete %s \n", path.c_str());
         bool deleted = diskManager()->deleteFile(path.c_str());
-        print("delete %s %d \n", path.c_str(), deleted ? 1 : 0);
+        GlobalEnv::print("delete %s %d \n", path.c_str(), deleted ? 1 : 0);
     }
     return 1;
 }
@@ -239,19 +226,11 @@ int EmptyDirManager::fillEmptyFile(int id) {
     return 1;
 }
 
+// The writer's frames would follow a rename that a power cut undoes back into
+// the pool, and be handed out again as empty.
 bool EmptyDirManager::moveOut(int key, std::string const& target) {
     std::string source = m_strEmptyPath + "/" + createEmptyFileName(m_files[key], key);
-    if (diskManager()->renameFile(source.c_str(), target.c_str()) == 0) return false;
-    // The writer's frames would follow a rename that a power cut undoes back
-    // into the pool, and be handed out again as empty. The pool goes first:
-    // a file system without a journal (an SD card's FAT) that kept the old
-    // name as well would give the same blocks twice, and a lost new name only
-    // loses an empty file. One that can't be made durable goes back.
-    if (diskManager()->syncDir(m_strEmptyPath.c_str()) &&
-        diskManager()->syncDir(NS_EmptyDirManager::folderOf(target).c_str()))
-        return true;
-    diskManager()->renameFile(target.c_str(), source.c_str());
-    return false;
+    return BasicTool::moveFileDurably(diskManager(), source, target);
 }
 
 int EmptyDirManager::createFileEx(SafePointer<RecordFileInfo>& file) {
@@ -271,12 +250,12 @@ int EmptyDirManager::createFileEx(SafePointer<RecordFileInfo>& file) {
         file->setRecordFileName(file->createFileName());
         std::string target = file->createRecordFileName();
         if (moveOut(entry->first, target)) {
-            print("EmptyDirManager::createFile erase 1111 %s \n", target.c_str());
+            GlobalEnv::print("EmptyDirManager::createFile erase 1111 %s \n", target.c_str());
             m_files.erase(entry);
             return 1;
         }
         // Forgotten until the next init reads the folder again.
-        print("EmptyDirManager::createFile erase 2222 %s \n", target.c_str());
+        GlobalEnv::print("EmptyDirManager::createFile erase 2222 %s \n", target.c_str());
         entry = m_files.erase(entry);
     }
     return 0;
@@ -289,11 +268,11 @@ int EmptyDirManager::createFile(std::string const& target) {
     while (entry != m_files.end() && !m_bStopFlag) {
         if (entry->first == m_nMaxFileId) return 0;
         if (moveOut(entry->first, target)) {
-            print("EmptyDirManager::createFile erase 1111 %s \n", target.c_str());
+            GlobalEnv::print("EmptyDirManager::createFile erase 1111 %s \n", target.c_str());
             m_files.erase(entry);
             return 1;
         }
-        print("EmptyDirManager::createFile erase 2222 %s \n", target.c_str());
+        GlobalEnv::print("EmptyDirManager::createFile erase 2222 %s \n", target.c_str());
         entry = m_files.erase(entry);
     }
     return 0;

@@ -34,10 +34,6 @@ constexpr int kNasDiskType = 4;
 constexpr int kSdCardType = 2;
 char const* const kMoveMark = "_move";
 
-void print(char const* text) {
-    if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
-}
-
 }  // namespace NS_HDDirWithIndex
 
 using namespace NS_HDDirWithIndex;
@@ -115,15 +111,15 @@ int HDDirWithIndex::init() {
 int HDDirWithIndex::initDirs(int fileSystemFormat) {
     long long const fileSize = getRecordDirInfoEx().getFileSegmentSize();
     if (m_handler->init(fileSystemFormat) == 0) {
-        print("HDDirWithIndex::initDirs init failed \n");
+        GlobalEnv::print("%s", "HDDirWithIndex::initDirs init failed \n");
         return 0;
     }
     if (m_recycleBin->init(fileSystemFormat, fileSize) == 0) {
-        print("HDDirWithIndex::initDirs Recycle Bin init failed \n");
+        GlobalEnv::print("%s", "HDDirWithIndex::initDirs Recycle Bin init failed \n");
         return 0;
     }
     if (m_emptyDir->init(fileSystemFormat) == 0) {
-        print("HDDirWithIndex::initDirs Empty init failed \n");
+        GlobalEnv::print("%s", "HDDirWithIndex::initDirs Empty init failed \n");
         return 0;
     }
     return m_indexDir->init(fileSystemFormat) ? 1 : 0;
@@ -331,7 +327,7 @@ void HDDirWithIndex::setDiskAlarmInterval(int seconds) {
     }
     char text[96];
     std::snprintf(text, sizeof text, "HDDirWithIndex::setDiskAlarmInterval, DiskAlarmInterval(%d) \n", seconds);
-    print(text);
+    GlobalEnv::print("%s", text);
 }
 
 long long HDDirWithIndex::getFreeSize() {
@@ -467,7 +463,7 @@ int HDDirWithIndex::detectDirSpace() {
         std::snprintf(text, sizeof text,
                       "HDDirWithIndex::detectDirSpace getRecordDirSpaceInfo() failed.DetectDirStatusCount=%d \n",
                       m_nDetectCount.load());
-        print(text);
+        GlobalEnv::print("%s", text);
         return -1;
     }
     RecordDirInfoEx info = getRecordDirInfoEx();
@@ -516,7 +512,7 @@ void HDDirWithIndex::touchoffDiskStatusListener(RecordDirInfoEx const& info, int
     char text[1200];
     std::snprintf(text, sizeof text, "HDDirWithIndex::touchoffDiskStatusListener:%d,%d,%s \n", alarmType,
                   notify ? 1 : 0, info.getRecordRootDir().c_str());
-    print(text);
+    GlobalEnv::print("%s", text);
     if (!notify) return;
     // Handed over outside the lock: the manager only queues it.
     listener->handleMessage(alarm);
@@ -530,7 +526,7 @@ void HDDirWithIndex::clearDeviceRecord() {
     int listed = disk->getDirList(m_strRecordPath.c_str(), names);
     char text[96];
     std::snprintf(text, sizeof text, "HDDirWithIndex::clearDeviceRecord bRet:%d \n", listed >= 0 ? 1 : 0);
-    print(text);
+    GlobalEnv::print("%s", text);
     bool cleared = false;
     for (std::string const& name : names) {
         if (name.size() < 5 || name.find(kMoveMark) == std::string::npos) continue;

@@ -1,7 +1,6 @@
 #include "directory/IndexDirManager.h"
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 
 #include "foundation/BasicTool.h"
@@ -15,21 +14,7 @@ namespace NS_IndexDirManager {
 // listing never takes a file still being filled. Not an index file.
 char const* const kFillingName = "filling";
 
-void print(char const* format, ...) {
-    if (!GlobalEnv::getInstance()->getPrintFlag()) return;
-    va_list args;
-    va_start(args, format);
-    std::vprintf(format, args);
-    va_end(args);
-}
-
-void printLine(char const* text) { print("%s\n", text); }
-
-std::string folderOf(std::string const& path) { return path.substr(0, path.rfind('/')); }
-
 }  // namespace NS_IndexDirManager
-
-using NS_IndexDirManager::print;
 
 IndexDirManager::IndexDirManager(int fileSize, int diskType, std::string const& recordPath)
     : m_nFileSize(fileSize),
@@ -52,7 +37,7 @@ bool IndexDirManager::init(int fileSystemFormat) {
     if (diskManager() == nullptr) return false;
     char const* pool = m_strIndexPath.c_str();
     if (diskManager()->isDirExist(pool) == 0 && diskManager()->createDir(pool) == 0) {
-        print("IndexDirManager::init createDir: %s failed!\n", pool);
+        GlobalEnv::print("IndexDirManager::init createDir: %s failed!\n", pool);
         return false;
     }
     deleteOtherFile();
@@ -60,7 +45,7 @@ bool IndexDirManager::init(int fileSystemFormat) {
     OV_LOCK_GUARD(guard, m_mutex);
     m_fileList.clear();
     m_bReady = fillFilelist();
-    if (!m_bReady) NS_IndexDirManager::printLine("IndexDirManager::init get validFileList failede!");
+    if (!m_bReady) GlobalEnv::print("%s\n", "IndexDirManager::init get validFileList failede!");
     return m_bReady;
 }
 
@@ -82,13 +67,13 @@ bool IndexDirManager::isNeedAllocateEmptyIndex() {
 
 int IndexDirManager::deleteOtherFile() {
     if (m_nDiskType != 2 || diskManager() == nullptr) return 1;
-    NS_IndexDirManager::printLine("delete otherIndexFile begin");
+    GlobalEnv::print("%s\n", "delete otherIndexFile begin");
     std::vector<std::string> names;
     diskManager()->getFileList(m_strIndexPath.c_str(), names, "*", 0);
     for (std::string const& name : names) {
         if (isIndexFile(name)) continue;
         std::string path = m_strIndexPath + "/" + name;
-        print("IndexDirManager::deleteOtherFile %s\n", path.c_str());
+        GlobalEnv::print("IndexDirManager::deleteOtherFile %s\n", path.c_str());
         diskManager()->deleteFile(path.c_str());
     }
     return 1;
@@ -130,17 +115,17 @@ int IndexDirManager::createIndexFile(std::string const& target) {
     OV_LOCK_GUARD(guard, m_mutex);
     if (!m_bReady) return 0;
     if (createFile(target)) {
-        NS_IndexDirManager::printLine("IndexDirManager::createIndexFile successfully!");
+        GlobalEnv::print("%s\n", "IndexDirManager::createIndexFile successfully!");
         return 1;
     }
     if (!m_fileList.empty()) return 0;
     // A listing takes at most kListLimit names: the folder may hold more.
     if (!fillFilelist()) {
-        NS_IndexDirManager::printLine("IndexDirManager::createIndexFile Failed for fillFileList failed!");
+        GlobalEnv::print("%s\n", "IndexDirManager::createIndexFile Failed for fillFileList failed!");
         return 0;
     }
     bool made = createFile(target);
-    NS_IndexDirManager::printLine(made ? "IndexDirManager::createIndexFile reFilled valid filelist and create indexfile successfully!"
+    GlobalEnv::print("%s\n", made ? "IndexDirManager::createIndexFile reFilled valid filelist and create indexfile successfully!"
                                   : "IndexDirManager::createIndexFile reFilled valid filelist but create indexfile failed!");
     return made ? 1 : 0;
 }
@@ -152,17 +137,11 @@ bool IndexDirManager::createFile(std::string const& target) {
         m_fileList.erase(m_fileList.begin());
         // Made anew, all 0xFF: a file that came back holds a reclaimed day.
         if (diskManager()->createFilledFile(path.c_str(), m_nFileSize, kIndexFileFill) != 0) continue;
-        if (diskManager()->renameFile(path.c_str(), target.c_str()) == 0) continue;
         // The day's entries go into it at once: a rename lost at a power cut
-        // would put them back in the pool, to be blanked for another day, and
-        // a file system without a journal could keep both names. A file that
-        // can't be made durable in its folder goes back.
-        if (diskManager()->syncDir(NS_IndexDirManager::folderOf(target).c_str()) &&
-            diskManager()->syncDir(m_strIndexPath.c_str())) {
-            print("IndexDirManager::createFile:%s move to %s successfully!\n", path.c_str(), target.c_str());
-            return true;
-        }
-        diskManager()->renameFile(target.c_str(), path.c_str());
+        // would put them back in the pool, to be blanked for another day.
+        if (!BasicTool::moveFileDurably(diskManager(), path, target)) continue;
+        GlobalEnv::print("IndexDirManager::createFile:%s move to %s successfully!\n", path.c_str(), target.c_str());
+        return true;
     }
     return false;
 }
@@ -171,7 +150,7 @@ bool IndexDirManager::deleteIndexFile(std::string const& sourcePath, std::string
     if (diskManager() == nullptr) return false;
     std::string target = m_strIndexPath + "/" + name;
     if (diskManager()->renameFile(sourcePath.c_str(), target.c_str()) == 0) {
-        print("move %s to %s fialed and nErrno =%d\n", sourcePath.c_str(), target.c_str(), errno);
+        GlobalEnv::print("move %s to %s fialed and nErrno =%d\n", sourcePath.c_str(), target.c_str(), errno);
         return false;
     }
     // Back in the pool for good before its date folder goes: after a power

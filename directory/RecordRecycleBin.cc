@@ -11,18 +11,6 @@
 #include "host/GlobalEnv.h"
 #include "host/OrvaneTime.h"
 
-namespace NS_RecordRecycleBin {
-// A rename is durable only once its target folder is synced. Should that
-// sync fail, the file is put back where it was, so that the caller's view
-// (and the index it is about to change) matches what a restart will find.
-bool moveDurably(IDiskManager* disk, std::string const& from, std::string const& to) {
-    if (disk == nullptr || disk->renameFile(from.c_str(), to.c_str()) == 0) return false;
-    std::string folder;
-    if (!BasicTool::getFilePath(to, folder) || disk->syncDir(folder.c_str())) return true;
-    return disk->renameFile(to.c_str(), from.c_str()) == 0;
-}
-}  // namespace NS_RecordRecycleBin
-
 RecordRecycleBin::RecordRecycleBin(int nDiskType, std::string const& recordPath)
     : m_strBinPath(recordPath + BasicTool::kSeparator + BasicTool::kRecycleBinDirName),
       m_nDiskType(nDiskType) {}
@@ -76,7 +64,7 @@ bool RecordRecycleBin::getNumberOf(std::string const& name, int& number) {
 bool RecordRecycleBin::deleteFile(std::string const& sourcePath, std::string const& name) {
     if (!isRecordFileName(name)) return false;
     std::string target = m_strBinPath + BasicTool::kSeparator + name;
-    if (!NS_RecordRecycleBin::moveDurably(m_pDiskManager, sourcePath, target)) return false;
+    if (!BasicTool::moveFileDurably(m_pDiskManager, sourcePath, target)) return false;
     OV_LOCK_GUARD(guard, m_binMutex);
     insertFileToMap(name);
     countMap();
@@ -93,7 +81,7 @@ bool RecordRecycleBin::deleteFile(std::string const& dir, std::vector<std::strin
         if (isRecordFileName(name) && disk->renameFile(from.c_str(), to.c_str()) != 0) moved.push_back(name);
     }
     // One folder sync for the batch; without it the moves are put back, as
-    // moveDurably does for one file.
+    // BasicTool::moveFileDurably does for one file.
     if (!moved.empty() && !disk->syncDir(m_strBinPath.c_str())) {
         for (std::string const& name : moved) {
             std::string from = dir + BasicTool::kSeparator + name;
@@ -110,7 +98,7 @@ bool RecordRecycleBin::deleteFile(std::string const& dir, std::vector<std::strin
 
 bool RecordRecycleBin::moveOut(std::string const& name, std::string const& target) {
     std::string source = m_strBinPath + BasicTool::kSeparator + name;
-    bool moved = NS_RecordRecycleBin::moveDurably(m_pDiskManager, source, target);
+    bool moved = BasicTool::moveFileDurably(m_pDiskManager, source, target);
     if (GlobalEnv::getInstance()->getPrintFlag()) {
         std::printf(moved ? "RecordRecycleBin::createFile %s succeed\n" : "RecordRecycleBin::createFile %s  failed\n",
                     target.c_str());

@@ -18,9 +18,6 @@ namespace NS_RecordDirGroup {
 constexpr int kDiskAlarmMajorType = 4;
 constexpr int kThresholdCap = 95;
 
-void print(char const* text) {
-    if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
-}
 }  // namespace NS_RecordDirGroup
 
 RecordDirGroup::RecordDirGroup(int groupId, std::string const& deviceId, int recordType, int kind)
@@ -102,7 +99,7 @@ void RecordDirGroup::updateRecordDirList(std::vector<RecordDirInfoEx> const& lis
             std::snprintf(text, sizeof text, "RecordDir(%s)(%d,%d,%lld,%lld) is Exist 111111111111111111111111111111111\n",
                           info.getRecordRootDir().c_str(), info.getAttribute(), info.getAlarmThreshold(),
                           info.getFileSegmentSize(), info.getUseableSpace());
-            NS_RecordDirGroup::print(text);
+            GlobalEnv::print("%s", text);
             if (attributeChanged) restarted.push_back(dir);
         }
         m_nSelectIndex = -1;
@@ -274,7 +271,7 @@ int RecordDirGroup::detectDiskSpace() {
         std::snprintf(text, sizeof text,
                       "RecordDirGroup::detectDiskSpace diskname(%s) TotalSpace(%lld) FreeSpace(%lld) nAlarmThreshold(%d)\n",
                       disk.first.c_str(), disk.second.getActualUseableSpace(), disk.second.getFreeSpace(), threshold);
-        NS_RecordDirGroup::print(text);
+        GlobalEnv::print("%s", text);
         if (disk.second.getFreeSpace() < disk.second.getActualUseableSpace() * (100 - threshold) / 100)
             touchoffDiskStatusListener(disk.first, kDiskSpaceAlarm, true);
     }

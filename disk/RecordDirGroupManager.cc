@@ -17,10 +17,6 @@
 namespace NS_RecordDirGroupManager {
 constexpr int kSdCardType = 2;
 
-void print(char const* text) {
-    if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
-}
-
 bool isOutside(RecordDirInfoEx const& info) {
     if (!info.getEnableFlag() && info.getDiskType() != kSdCardType) return true;
     return info.getAttribute() == 2 || info.getAttribute() == 3;
@@ -74,17 +70,17 @@ void RecordDirGroupManager::clearAll() {
     timer.end();
     char text[256];
     std::snprintf(text, sizeof text, "RecordDirGroupManager::clearAll clearDirList %lld us\n", timer.getWasteTime());
-    NS_RecordDirGroupManager::print(text);
+    GlobalEnv::print("%s", text);
     timer.begin();
     m_groups.clear();
     timer.end();
     std::snprintf(text, sizeof text, "RecordDirGroupManager::clearAll groups %lld us\n", timer.getWasteTime());
-    NS_RecordDirGroupManager::print(text);
+    GlobalEnv::print("%s", text);
     timer.begin();
     m_outsideDirs.clear();
     timer.end();
     std::snprintf(text, sizeof text, "RecordDirGroupManager::clearAll outside %lld us\n", timer.getWasteTime());
-    NS_RecordDirGroupManager::print(text);
+    GlobalEnv::print("%s", text);
 }
 
 void RecordDirGroupManager::setRecordType(int recordType) {
@@ -167,7 +163,7 @@ void RecordDirGroupManager::updateRecordDiskStoragePolicy() {
         m_groups.size() == 1 && StorageParameterManage::getInstance()->getDualDiskStoragePolicyFlag() != 0;
     char text[128];
     std::snprintf(text, sizeof text, "updateRecordDiskStoragePolicy, Enable=%d \n", enable ? 1 : 0);
-    NS_RecordDirGroupManager::print(text);
+    GlobalEnv::print("%s", text);
     for (SafePointer<RecordDirGroup> const& group : m_groups) {
         if (enable)
             group->enablePolicy();
@@ -210,7 +206,7 @@ int RecordDirGroupManager::requestRecordDir(SafePointer<RecordFileInfo> file, in
     try {
         SafePointer<RecordDirGroup> group;
         if (!findRecordDirGroup(groupId, group)) {
-            NS_RecordDirGroupManager::print("RecordDirGroupManager::requestRecordDir not find group");
+            GlobalEnv::print("%s", "RecordDirGroupManager::requestRecordDir not find group");
             return OV_RECORD_GROUP_NOT_FOUND;
         }
         group->setDirRequestFlag(file, requestType);
@@ -219,7 +215,7 @@ int RecordDirGroupManager::requestRecordDir(SafePointer<RecordFileInfo> file, in
             char text[128];
             std::snprintf(text, sizeof text, "RecordDirGroupManager::requestRecordDir not find useable directory %d \n",
                           result);
-            NS_RecordDirGroupManager::print(text);
+            GlobalEnv::print("%s", text);
         }
         return result;
     } catch (OVRuntimeError const& error) {

@@ -12,9 +12,6 @@
 
 namespace NS_RecordDirSettingListener {
 
-void print(char const* text) {
-    if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
-}
 }  // namespace NS_RecordDirSettingListener
 
 RecordDirSettingListener::RecordDirSettingListener()
@@ -48,7 +45,7 @@ int RecordDirSettingListener::handleDiskStateMessage(std::string diskName, int d
         std::snprintf(text, sizeof text,
                       "RecordDirSettingListener::handleDiskStateMessage, DiskName(%s), DISKSTATUS_DISK_ISREPAIRING \n",
                       diskName.c_str());
-        NS_RecordDirSettingListener::print(text);
+        GlobalEnv::print("%s", text);
         RecordUpdateManager::getInstance()->notifyUpdateRecord(diskName);
         RecordUpdateManager::getInstance()->closeRecordWrite(diskName);
     } else {
@@ -70,7 +67,7 @@ void RecordDirSettingListener::setRecordDirList(std::vector<RecordDirInfo> const
     char text[128];
     std::snprintf(text, sizeof text, "RecordDirSettingListener::setRecordDirList %d \n\n\n",
                   static_cast<int>(list.size()));
-    NS_RecordDirSettingListener::print(text);
+    GlobalEnv::print("%s", text);
 }
 
 void RecordDirSettingListener::setRecordDirListSink(RecordDirListSink const& sink) {
@@ -102,7 +99,7 @@ int RecordDirSettingListener::updateRecordDir() {
     char text[128];
     std::snprintf(text, sizeof text, "RecordDirSettingListener::updateRecordDir %d \n",
                   static_cast<int>(expanded.size()));
-    NS_RecordDirSettingListener::print(text);
+    GlobalEnv::print("%s", text);
     // Outside m_mutex: the disk manager takes its creation mutex, the outermost.
     if (sink) sink(expanded);
     return 0;
@@ -117,7 +114,7 @@ void RecordDirSettingListener::addRecordDir(RecordDirInfo const& entry, std::vec
     disk.create(entry.getDiskName());
     char text[1024];
     std::snprintf(text, sizeof text, "RecordDirSettingListener::addRecordDir %s \n", disk.getDiskPath().c_str());
-    NS_RecordDirSettingListener::print(text);
+    GlobalEnv::print("%s", text);
     std::vector<std::string> dirs;
     DiskStateManager::getInstance()->getDiskDirList(disk.getDiskPath(), entry.getDiskType(), dirs);
     for (std::string const& dir : dirs) {
@@ -129,7 +126,7 @@ void RecordDirSettingListener::addRecordDir(RecordDirInfo const& entry, std::vec
         copy.setFileSystemFormat(kExpandedFormat);
         std::snprintf(text, sizeof text, "RecordDirSettingListener::addRecordDir:%s,%s\n", entry.getDiskName(),
                       copy.getDiskName());
-        NS_RecordDirSettingListener::print(text);
+        GlobalEnv::print("%s", text);
         out.push_back(copy);
     }
 }

@@ -18,9 +18,6 @@ constexpr int kAlarmMinorType = 2;
 constexpr size_t kDescriptionLimit = 64;
 constexpr int kResetLimit = 3;
 
-void print(char const* text) {
-    if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
-}
 }  // namespace NS_RecordDirStateManager
 
 void RecordDirStateInfo::setDeviceNum(int devices) {
@@ -201,7 +198,7 @@ void RecordDirStateManager::touchoffDiskAlarm(RecordDirInfoEx const& dir) {
     alarm.setAlarmTime(static_cast<unsigned long>(OrvaneTime::currentTime().getSeconds()));
     std::snprintf(text, sizeof text, "RecordDirStateManager::touchoffDiskAlarm:%d,%d \n", dir.getGroupId(),
                   dir.getAttribute());
-    NS_RecordDirStateManager::print(text);
+    GlobalEnv::print("%s", text);
     // Only queues: the listener's own thread delivers, so m_mutex stays short.
     m_listener->handleMessage(alarm);
     std::snprintf(text, sizeof text, "RecordDir(%s) read/write abnormal", dir.getRecordDiskName().c_str());

@@ -28,10 +28,6 @@ constexpr int kFewDisks = 2;
 
 void writeLog(char const* text) { Logger::writeLog("RecordDiskStoragePolicy", text, nullptr, 0); }
 
-void print(char const* text) {
-    if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
-}
-
 void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(kIndexPauseMs)); }
 }  // namespace NS_RecordDiskStoragePolicy
 
@@ -95,7 +91,7 @@ void RecordDiskStoragePolicy::deleteRecordDir(SafePointer<IRecordDir> const& dir
                   m_disks.end());
     char text[256];
     std::snprintf(text, sizeof(text), "RecordDiskStoragePolicy::deleteRecordDisk, %s \n", diskName.c_str());
-    NS_RecordDiskStoragePolicy::print(text);
+    GlobalEnv::print("%s", text);
 }
 
 void RecordDiskStoragePolicy::updateRecordDeviceDirPolicy(std::vector<RecordDeviceDirPolicy> const& policies) {
@@ -181,7 +177,7 @@ int RecordDiskStoragePolicy::getUsableDir(SafePointer<RecordFileInfo> file, int 
     std::vector<SafePointer<IRecordDir>> candidates;
     getDirListInCondition(file, condition, candidates);
     if (candidates.empty()) {
-        NS_RecordDiskStoragePolicy::print("RecordDiskStoragePolicy::getUsableDir, OV_RECORD_NO_DIR_WRITE ");
+        GlobalEnv::print("%s", "RecordDiskStoragePolicy::getUsableDir, OV_RECORD_NO_DIR_WRITE ");
         return -768;
     }
     if (StorageParameterManage::getInstance()->getKeepSceneFlag()) {
@@ -204,12 +200,12 @@ int RecordDiskStoragePolicy::getUsableDir(SafePointer<RecordFileInfo> file, int 
         return 0;
     }
     if (!isCycleWrite(file)) {
-        NS_RecordDiskStoragePolicy::print("RecordDirGroup::getUsableDir is not cycle write");
+        GlobalEnv::print("%s", "RecordDirGroup::getUsableDir is not cycle write");
         return -756;
     }
     if (needWaitDiskReady()) return -761;
     if (!getUsableDirAfterClean(candidates, dir)) {
-        NS_RecordDiskStoragePolicy::print("RecordDirGroup::getUsableDir clean after failed ");
+        GlobalEnv::print("%s", "RecordDirGroup::getUsableDir clean after failed ");
         return -756;
     }
     file->setRecordDirInfoEx(dir->getRecordDirInfoEx());
@@ -220,15 +216,15 @@ int RecordDiskStoragePolicy::getUsableDir(SafePointer<RecordFileInfo> file, int 
 bool RecordDiskStoragePolicy::getUsableDirAfterClean(std::vector<SafePointer<IRecordDir>> const& candidates,
                                                      SafePointer<IRecordDir>& dir) {
     if (candidates.empty()) {
-        NS_RecordDiskStoragePolicy::print("RecordDiskStoragePolicy::getUsableDirAfterClean 11111111111 ");
+        GlobalEnv::print("%s", "RecordDiskStoragePolicy::getUsableDirAfterClean 11111111111 ");
         return false;
     }
     if (cleanSpace(candidates, dir)) {
-        NS_RecordDiskStoragePolicy::print("RecordDiskStoragePolicy::getUsableDirAfterClean 2222222222222 ");
+        GlobalEnv::print("%s", "RecordDiskStoragePolicy::getUsableDirAfterClean 2222222222222 ");
         return true;
     }
     if (clearEarliestFile(candidates, dir)) {
-        NS_RecordDiskStoragePolicy::print("RecordDiskStoragePolicy::getUsableDirAfterClean 33333333333333 ");
+        GlobalEnv::print("%s", "RecordDiskStoragePolicy::getUsableDirAfterClean 33333333333333 ");
         return true;
     }
     return false;
@@ -254,11 +250,11 @@ bool RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> co
     std::vector<RecordDeviceDirPolicy> policies = copyPolicies();
     std::set<std::string> dates;
     if (!getEarliestDateList(candidates, policies, dates)) {
-        NS_RecordDiskStoragePolicy::print("RecordDirGroup::cleanSpace, getEarliestDateList failed ");
+        GlobalEnv::print("%s", "RecordDirGroup::cleanSpace, getEarliestDateList failed ");
         return false;
     }
     if (candidates.empty()) {
-        NS_RecordDiskStoragePolicy::print("RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
+        GlobalEnv::print("%s", "RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
         return false;
     }
     int const wanted = static_cast<int>(policies.size());
@@ -269,7 +265,7 @@ bool RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> co
             if (candidate->getRecordDirInfoEx().getDiskType() != DiskKind::kLocal) continue;
             candidate->deleteEarliestDateFile(policies, date, wanted);
             std::snprintf(text, sizeof(text), "RecordDirGroup::cleanSpace, deleteEarliestDateFile(%s) \n", date.c_str());
-            NS_RecordDiskStoragePolicy::print(text);
+            GlobalEnv::print("%s", text);
             int useable = 0;
             for (SafePointer<IRecordDir> const& each : candidates) useable += getDirUseableFileNum(each);
             if (useable >= wanted) {
@@ -364,7 +360,7 @@ int RecordDiskStoragePolicy::deleteEarliestDateFile() {
 
 int RecordDiskStoragePolicy::startCleanSpaceThread() {
     if (m_pThread->isRunning()) {
-        NS_RecordDiskStoragePolicy::print(" RecordDiskStoragePolicy::startCleanSpaceThread, IsRunning ");
+        GlobalEnv::print("%s", " RecordDiskStoragePolicy::startCleanSpaceThread, IsRunning ");
         return 1;
     }
     return m_pThread->start() ? 1 : 0;
@@ -374,7 +370,7 @@ void RecordDiskStoragePolicy::stopCleanSpaceThread() { m_pThread->stop(); }
 
 // One sweep, then the thread ends (a zero result ends the host's loop).
 int RecordDiskStoragePolicy::cleanSpaceThreadBody() {
-    NS_RecordDiskStoragePolicy::print("RecordDiskStoragePolicy::cleanSpace, 111111111111111111111 ");
+    GlobalEnv::print("%s", "RecordDiskStoragePolicy::cleanSpace, 111111111111111111111 ");
     std::vector<SafePointer<IRecordDir>> dirs;
     getRecordDirListInCondition(0, dirs);
     if (!dirs.empty()) cleanSpace(dirs);
@@ -384,13 +380,13 @@ int RecordDiskStoragePolicy::cleanSpaceThreadBody() {
 int RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> const& dirs) {
     using namespace NS_RecordDiskStoragePolicy;
     if (dirs.empty()) {
-        print("RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
+        GlobalEnv::print("%s", "RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
         return 0;
     }
     std::vector<RecordDeviceDirPolicy> policies = copyPolicies();
     std::set<std::string> dateSet;
     if (!getEarliestDateList(dirs, policies, dateSet) || dateSet.empty()) {
-        print("RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
+        GlobalEnv::print("%s", "RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
         return 0;
     }
     std::vector<std::string> dates(dateSet.begin(), dateSet.end());
@@ -409,13 +405,13 @@ int RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> con
             int result = dir->deleteEarliestDateIndexFile(policies, date);
             std::snprintf(text, sizeof(text), "RecordDirGroup::cleanSpace, deleteEarliestDateIndexFile(%s) \n",
                           date.c_str());
-            print(text);
+            GlobalEnv::print("%s", text);
             if (result == 1) pause();
         }
         for (SafePointer<IRecordDir> const& dir : dirs) {
             dir->deleteEarliestDateFile(policies, date, -1);
             std::snprintf(text, sizeof(text), "RecordDirGroup::cleanSpace, deleteEarliestDateFile(%s) \n", date.c_str());
-            print(text);
+            GlobalEnv::print("%s", text);
             if (!few && hasRoomEnough(dirs, cycleWriters)) return 1;
         }
         if (few && hasRoomEnough(dirs, cycleWriters)) return 1;
@@ -443,7 +439,7 @@ int RecordDiskStoragePolicy::cleanLastDateDirSpace(std::vector<SafePointer<IReco
             dir->deleteSpecialTimeSegmentFile(policies, date, dayStart + t);
             std::snprintf(text, sizeof(text), "RecordDirGroup::cleanSpace, deleteEarliestDateIndexFile(%s) \n",
                           date.c_str());
-            NS_RecordDiskStoragePolicy::print(text);
+            GlobalEnv::print("%s", text);
             NS_RecordDiskStoragePolicy::pause();
         }
         if (hasRoomEnough(dirs, cycleWriters)) return 1;

@@ -12,9 +12,6 @@ namespace NS_RecordOtherStoragePolicy {
 constexpr int kSharedFolderRecordType = 2;
 constexpr int kDualRecordMode = 2;
 
-void print(char const* text) {
-    if (GlobalEnv::getInstance()->getPrintFlag()) std::printf("%s", text);
-}
 }  // namespace NS_RecordOtherStoragePolicy
 
 RecordOtherStoragePolicy::RecordOtherStoragePolicy(int recordType)
@@ -62,7 +59,7 @@ void RecordOtherStoragePolicy::getDirListInCondition(int condition, std::vector<
             char text[512];
             std::snprintf(text, sizeof(text), "RecordDirGroup::getDirListInCondition %s is I/O error\n",
                           info.getRecordRootDir().c_str());
-            NS_RecordOtherStoragePolicy::print(text);
+            GlobalEnv::print("%s", text);
             continue;
         }
         if ((info.getAttribute() == kDedicatedDirAttribute) == (condition == 1)) out.push_back(dir);
@@ -100,11 +97,11 @@ int RecordOtherStoragePolicy::getUsableDir(SafePointer<RecordFileInfo> file, int
     if (list.empty()) return -768;
     if (!getFreeRecordDir(list, dir)) {
         if (!isCycleWrite(file)) {
-            NS_RecordOtherStoragePolicy::print("RecordDirGroup::getUsableDir is not cycle write");
+            GlobalEnv::print("%s", "RecordDirGroup::getUsableDir is not cycle write");
             return -756;
         }
         if (!getUsableDirAfterClean(list, dir)) {
-            NS_RecordOtherStoragePolicy::print("RecordDirGroup::getUsableDir clean after failed ");
+            GlobalEnv::print("%s", "RecordDirGroup::getUsableDir clean after failed ");
             return -756;
         }
     }

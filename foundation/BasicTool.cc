@@ -224,6 +224,19 @@ bool BasicTool::getFilePath(std::string const& whole, std::string& path) {
     return splitFilePathAndName(whole, path, name);
 }
 
+std::string BasicTool::getFilePath(std::string const& whole) {
+    std::string path;
+    getFilePath(whole, path);
+    return path;
+}
+
+bool BasicTool::moveFileDurably(IDiskManager* disk, std::string const& from, std::string const& to) {
+    if (disk == nullptr || disk->renameFile(from.c_str(), to.c_str()) == 0) return false;
+    if (disk->syncDir(getFilePath(from).c_str()) && disk->syncDir(getFilePath(to).c_str())) return true;
+    disk->renameFile(to.c_str(), from.c_str());
+    return false;
+}
+
 // ---- numbers ----
 
 bool BasicTool::getNumber(char c, int& number) {

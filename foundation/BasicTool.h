@@ -6,6 +6,8 @@
 
 #include "foundation/DeviceDirParser.h"
 
+class IDiskManager;
+
 struct OVDateTime;
 class RecordDirInfoEx;
 
@@ -104,6 +106,13 @@ public:
     static bool splitFilePathAndName(std::string const& whole, std::string& path,
                                      std::string& name);
     static bool getFilePath(std::string const& whole, std::string& path);
+    // The folder part of `whole`; empty without "/".
+    static std::string getFilePath(std::string const& whole);
+    // Renames `from` to `to` and makes it durable: the old folder is synced
+    // first (a file system without a journal could keep both names and give
+    // the same blocks twice), then the new one. A rename that can't be made
+    // durable is put back, so the caller's view matches what a restart finds.
+    static bool moveFileDurably(IDiskManager* disk, std::string const& from, std::string const& to);
 
     // ---- numbers ----
     // Decimal digits to int; false on any other character, on no digits, or

@@ -1,5 +1,7 @@
 #include "host/GlobalEnv.h"
 
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -11,4 +13,12 @@ GlobalEnv::GlobalEnv() : m_bPrintFlag(false) {
 GlobalEnv* GlobalEnv::getInstance() {
     static GlobalEnv* instance = new GlobalEnv();
     return instance;
+}
+
+void GlobalEnv::print(char const* format, ...) {
+    if (!getInstance()->getPrintFlag()) return;
+    va_list args;
+    va_start(args, format);
+    std::vprintf(format, args);
+    va_end(args);
 }

@@ -13,6 +13,8 @@ public:
 
     bool getPrintFlag() const { return m_bPrintFlag.load(std::memory_order_relaxed); }
     void setPrintFlag(bool flag) { m_bPrintFlag.store(flag, std::memory_order_relaxed); }
+    // printf to standard output when the print flag is on.
+    static void print(char const* format, ...) __attribute__((format(printf, 1, 2)));
 
 private:
     GlobalEnv();

@@ -117,12 +117,13 @@ TEST_F(EarliestFileTest, PowerCutBetweenMoveAndIndexLosesNothingAndCountsNothing
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
     SafePointer<PlainRecordDir> dir = disk("sda");
-    // Cut at the index write (after rename and bin sync), or after the pass;
+    // Cut at the index write (after the rename and the syncs of both
+    // folders), or after the pass;
     // the next pass goes through the handler or through the directory.
     struct Run {
         int cutAt;
         bool byDirectory;
-    } runs[] = {{3, false}, {3, true}, {0, false}};
+    } runs[] = {{4, false}, {4, true}, {0, false}};
     for (int camera = 1; camera <= 3; ++camera) {
         Run const& run = runs[camera - 1];
         SafePointer<RecordFileInfo> file = record(*dir, camera, kEight);
