@@ -95,13 +95,7 @@ void RecordDiskStoragePolicy::deleteRecordDir(SafePointer<IRecordDir> const& dir
 }
 
 void RecordDiskStoragePolicy::updateRecordDeviceDirPolicy(std::vector<RecordDeviceDirPolicy> const& policies) {
-    OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    m_policies = policies;
-}
-
-std::vector<RecordDeviceDirPolicy> RecordDiskStoragePolicy::copyPolicies() {
-    OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    return m_policies;
+    m_policies.set(policies);
 }
 
 bool RecordDiskStoragePolicy::isInCondition(int condition, SafePointer<IRecordDir> const& dir) {
@@ -151,13 +145,6 @@ bool RecordDiskStoragePolicy::getFreeRecordDir(std::vector<SafePointer<IRecordDi
     return false;
 }
 
-bool RecordDiskStoragePolicy::isCycleWrite(SafePointer<RecordFileInfo> const& file) {
-    OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    RecordDeviceDirPolicy const* policy =
-        RecordDeviceDirPolicy::find(m_policies, file->getDeviceId(), file->getDeviceIP(), file->getCameraId());
-    return policy != nullptr && policy->isCycleWrite();
-}
-
 bool RecordDiskStoragePolicy::needWaitDiskReady() {
     if (m_bReady) return false;
     double now = OVTime::getUpTime();
@@ -199,7 +186,7 @@ int RecordDiskStoragePolicy::getUsableDir(SafePointer<RecordFileInfo> file, int 
         increateRecordDiskReference(file);
         return 0;
     }
-    if (!isCycleWrite(file)) {
+    if (!m_policies.isCycleWrite(*file)) {
         GlobalEnv::print("%s", "RecordDirGroup::getUsableDir is not cycle write");
         return -756;
     }
@@ -247,7 +234,7 @@ int RecordDiskStoragePolicy::getDirUseableFileNum(SafePointer<IRecordDir> const&
 // The foreground: free one file for every channel, oldest dates first.
 bool RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> const& candidates,
                                          SafePointer<IRecordDir>& dir) {
-    std::vector<RecordDeviceDirPolicy> policies = copyPolicies();
+    std::vector<RecordDeviceDirPolicy> policies = m_policies.copy();
     std::set<std::string> dates;
     if (!getEarliestDateList(candidates, policies, dates)) {
         GlobalEnv::print("%s", "RecordDirGroup::cleanSpace, getEarliestDateList failed ");
@@ -281,7 +268,7 @@ bool RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> co
 // The last resort of network-attached directories.
 bool RecordDiskStoragePolicy::clearEarliestFile(std::vector<SafePointer<IRecordDir>> const& candidates,
                                                 SafePointer<IRecordDir>& dir) {
-    std::vector<RecordDeviceDirPolicy> policies = copyPolicies();
+    std::vector<RecordDeviceDirPolicy> policies = m_policies.copy();
     for (SafePointer<IRecordDir> const& candidate : candidates) {
         if (candidate->getRecordDirInfoEx().getDiskType() != DiskKind::kNas) continue;
         if (candidate->deleteEarliestFile(policies) != 0) continue;
@@ -299,11 +286,7 @@ void RecordDiskStoragePolicy::getRecordDirListInCondition(int condition, std::ve
         if (isInCondition(condition, dir)) dirs.push_back(dir);
 }
 
-int RecordDiskStoragePolicy::detectCycleWriteDeviceCount() {
-    OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    return static_cast<int>(std::count_if(m_policies.begin(), m_policies.end(),
-                                          [](RecordDeviceDirPolicy const& policy) { return policy.isCycleWrite(); }));
-}
+int RecordDiskStoragePolicy::detectCycleWriteDeviceCount() { return static_cast<int>(m_policies.copy(true).size()); }
 
 int RecordDiskStoragePolicy::detectRecordDirSpaceInfo(std::vector<SafePointer<IRecordDir>> const& dirs) {
     {
@@ -383,7 +366,7 @@ int RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> con
         GlobalEnv::print("%s", "RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
         return 0;
     }
-    std::vector<RecordDeviceDirPolicy> policies = copyPolicies();
+    std::vector<RecordDeviceDirPolicy> policies = m_policies.copy();
     std::set<std::string> dateSet;
     if (!getEarliestDateList(dirs, policies, dateSet) || dateSet.empty()) {
         GlobalEnv::print("%s", "RecordDirGroup::cleanSpace, 0 == RecordDirList.size() ");
@@ -449,9 +432,7 @@ int RecordDiskStoragePolicy::cleanLastDateDirSpace(std::vector<SafePointer<IReco
 }
 
 int RecordDiskStoragePolicy::deleteOutDateFile() {
-    std::vector<RecordDeviceDirPolicy> keepByDays;
-    for (RecordDeviceDirPolicy const& policy : copyPolicies())
-        if (!policy.isCycleWrite()) keepByDays.push_back(policy);
+    std::vector<RecordDeviceDirPolicy> const keepByDays = m_policies.copy(false);
     if (keepByDays.empty()) return 0;
     std::vector<SafePointer<IRecordDir>> dirs;
     {

@@ -9,6 +9,7 @@
 
 #include "directory/RecordDirEx.h"
 #include "disk/IRecordStoragePolicy.h"
+#include "disk/RecordDeviceDirPolicyList.h"
 #include "foundation/RecordDiskInfoEx.h"
 #include "host/OVMutex.h"
 #include "host/OVThread.h"
@@ -23,7 +24,7 @@
 //
 // Sessions call getUsableDir under the engine's creation mutex; the scan
 // thread and the "RecordDiskStoragePolicy" thread run beside them. Lock
-// order: m_dirMutex, then m_policyMutex. Long deletions run on copies with
+// order: m_dirMutex, then the policy list's. Long deletions run on copies with
 // neither held.
 class RecordDiskStoragePolicy : public IRecordStoragePolicy {
 public:
@@ -61,7 +62,6 @@ private:
     bool isInCondition(int condition, SafePointer<IRecordDir> const& dir);
     bool isOverAccessLimit(SafePointer<IRecordDir> const& dir);
     bool getFreeRecordDir(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
-    bool isCycleWrite(SafePointer<RecordFileInfo> const& file);
     bool needWaitDiskReady();
     bool getUsableDirAfterClean(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
     bool cleanSpace(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
@@ -78,7 +78,6 @@ private:
                               std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date);
     int startCleanSpaceThread();
     int cleanSpaceThreadBody();
-    std::vector<RecordDeviceDirPolicy> copyPolicies();
     RecordDiskInfoEx* findDisk(std::string const& diskName);  // m_dirMutex held
     void insertRecordDisk(std::string const& diskName);       // m_dirMutex held
 
@@ -93,8 +92,7 @@ private:
     std::vector<RecordDirEx> m_decDirs;              // guarded by m_dirMutex
     std::vector<SafePointer<IRecordDir>> m_otherDirs;  // no disk number; guarded by m_dirMutex
     OVMutex m_dirMutex;
-    std::vector<RecordDeviceDirPolicy> m_policies;   // guarded by m_policyMutex
-    OVMutex m_policyMutex;
+    RecordDeviceDirPolicyList m_policies;
     std::unique_ptr<OVThread> m_pThread;
     SceneLogManager* m_pSceneLog = nullptr;          // not owned
 };

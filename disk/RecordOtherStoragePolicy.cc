@@ -33,18 +33,12 @@ void RecordOtherStoragePolicy::deleteRecordDir(SafePointer<IRecordDir> const& di
 }
 
 void RecordOtherStoragePolicy::updateRecordDeviceDirPolicy(std::vector<RecordDeviceDirPolicy> const& policies) {
-    OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    m_policies = policies;
+    m_policies.set(policies);
 }
 
 std::vector<SafePointer<IRecordDir>> RecordOtherStoragePolicy::copyDirs() {
     OVMutexManager guard(&m_dirMutex, __FILE__, __LINE__);
     return m_dirs;
-}
-
-std::vector<RecordDeviceDirPolicy> RecordOtherStoragePolicy::copyPolicies() {
-    OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    return m_policies;
 }
 
 void RecordOtherStoragePolicy::getDirListInCondition(int condition, std::vector<SafePointer<IRecordDir>>& out) {
@@ -83,20 +77,13 @@ bool RecordOtherStoragePolicy::getFreeRecordDir(std::vector<SafePointer<IRecordD
     return false;
 }
 
-bool RecordOtherStoragePolicy::isCycleWrite(SafePointer<RecordFileInfo> const& file) {
-    OVMutexManager guard(&m_policyMutex, __FILE__, __LINE__);
-    RecordDeviceDirPolicy const* policy =
-        RecordDeviceDirPolicy::find(m_policies, file->getDeviceId(), file->getDeviceIP(), file->getCameraId());
-    return policy != nullptr && policy->isCycleWrite();
-}
-
 int RecordOtherStoragePolicy::getUsableDir(SafePointer<RecordFileInfo> file, int condition,
                                            SafePointer<IRecordDir>& dir) {
     std::vector<SafePointer<IRecordDir>> list;
     getDirListInCondition(condition, list);
     if (list.empty()) return -768;
     if (!getFreeRecordDir(list, dir)) {
-        if (!isCycleWrite(file)) {
+        if (!m_policies.isCycleWrite(*file)) {
             GlobalEnv::print("%s", "RecordDirGroup::getUsableDir is not cycle write");
             return -756;
         }
@@ -148,7 +135,7 @@ bool RecordOtherStoragePolicy::cleanSpace(std::vector<std::string> const& rootDi
 }
 
 bool RecordOtherStoragePolicy::clearEarliestFile(SafePointer<IRecordDir>& dir) {
-    std::vector<RecordDeviceDirPolicy> policies = copyPolicies();
+    std::vector<RecordDeviceDirPolicy> policies = m_policies.copy();
     for (SafePointer<IRecordDir> const& candidate : copyDirs()) {
         if (candidate->getRecordDirInfoEx().getDiskType() != DiskKind::kNas) continue;
         if (candidate->deleteEarliestFile(policies) != 0) continue;
@@ -165,9 +152,7 @@ int RecordOtherStoragePolicy::clearEarliestFile() {
 }
 
 void RecordOtherStoragePolicy::scanEarliestFile() {
-    std::vector<RecordDeviceDirPolicy> cycling;
-    for (RecordDeviceDirPolicy const& policy : copyPolicies())
-        if (policy.isCycleWrite()) cycling.push_back(policy);
+    std::vector<RecordDeviceDirPolicy> const cycling = m_policies.copy(true);
     if (cycling.empty()) return;
     m_collector.scanEarliestFile(cycling, false);
 }
@@ -178,9 +163,7 @@ int RecordOtherStoragePolicy::deleteEarliestDateFile() {
 }
 
 int RecordOtherStoragePolicy::deleteOutDateFile() {
-    std::vector<RecordDeviceDirPolicy> keepByDays;
-    for (RecordDeviceDirPolicy const& policy : copyPolicies())
-        if (!policy.isCycleWrite()) keepByDays.push_back(policy);
+    std::vector<RecordDeviceDirPolicy> const keepByDays = m_policies.copy(false);
     if (keepByDays.empty()) return 0;
     for (SafePointer<IRecordDir> const& dir : copyDirs()) dir->deleteOutDateFile(keepByDays);
     return 1;

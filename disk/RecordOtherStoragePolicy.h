@@ -7,13 +7,14 @@
 
 #include "directory/EarliestFileCollector.h"
 #include "disk/IRecordStoragePolicy.h"
+#include "disk/RecordDeviceDirPolicyList.h"
 #include "host/OVMutex.h"
 
 // A storage policy that takes its directories in rotation and makes room
 // file by file from the earliest-file collector: the oldest unlocked file of
 // the group goes first. No reference counts and no wait at start.
 //
-// Lock order: m_dirMutex, then m_policyMutex; the collector's own locks are
+// Lock order: m_dirMutex, then the policy list's; the collector's own locks are
 // taken with neither held.
 class RecordOtherStoragePolicy : public IRecordStoragePolicy {
 public:
@@ -48,18 +49,15 @@ private:
     bool getFreeRecordDir(std::vector<SafePointer<IRecordDir>> const& list, SafePointer<IRecordDir>& dir);
     bool getUsableDirAfterClean(std::vector<SafePointer<IRecordDir>> const& list, SafePointer<IRecordDir>& dir);
     bool clearEarliestFile(SafePointer<IRecordDir>& dir);
-    bool isCycleWrite(SafePointer<RecordFileInfo> const& file);
     SafePointer<IRecordDir> findRecordDir(std::string const& rootDir);
     std::vector<SafePointer<IRecordDir>> copyDirs();
-    std::vector<RecordDeviceDirPolicy> copyPolicies();
 
     std::atomic<int> m_nRecordMode{1};
     int m_nRotation = -1;  // position of the last directory chosen; under the engine's creation mutex
     EarliestFileCollector m_collector;
     std::vector<SafePointer<IRecordDir>> m_dirs;   // guarded by m_dirMutex
     OVMutex m_dirMutex;
-    std::vector<RecordDeviceDirPolicy> m_policies;  // guarded by m_policyMutex
-    OVMutex m_policyMutex;
+    RecordDeviceDirPolicyList m_policies;
 };
 
 #endif
