@@ -9,12 +9,9 @@
 #include "directory/EarliestFileCollector.h"
 #include "directory/EarliestFileDeleteHandler.h"
 #include "directory/EarliestFileInfoList.h"
-#include "directory/LastRecordFileInfoManager.h"
 #include "directory/PlainRecordDir.h"
 #include "directory/RecordOutDateFileHandler.h"
 #include "foundation/BasicTool.h"
-#include "host/HostClock.h"
-#include "host/OrvaneTime.h"
 #include "index/RecordIndexFileParserEx.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
@@ -30,17 +27,8 @@ constexpr long long kEight = kNow - kDay - 3 * 3600;      // 2024-01-30 08:00:00
 // "Now" stands at kNow; directories are real folders with real recordings.
 class EarliestFileTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        setenv("TZ", "UTC", 1);
-        tzset();
-        HostClock::freeze();
-        HostClock::shift(static_cast<double>(kNow - OrvaneTime::currentTime().getSeconds()));
-        LastRecordFileInfoManager::getInstance()->clear();
-    }
-    void TearDown() override {
-        LastRecordFileInfoManager::getInstance()->clear();
-        HostClock::reset();
-    }
+    RecordingClock m_clock{kNow};
+
     // A directory on folder `name`, reclaiming into its own recycle bin.
     SafePointer<PlainRecordDir> disk(std::string const& name) {
         RecordDirInfoEx info;

@@ -1,15 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
 
 #include "directory/EarliestFileInfoList.h"
-#include "directory/LastRecordFileInfoManager.h"
 #include "directory/PlainRecordDir.h"
 #include "directory/RecordDirHandler.h"
 #include "disk/DataVersionInfoManager.h"
-#include "host/HostClock.h"
-#include "host/OrvaneTime.h"
 #include "index/RecordIndexFileParserEx.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
@@ -36,12 +31,9 @@ RecordDeviceDirPolicy policyOf(int camera, bool cycleWrite, int saveDays) {
 // and recycle bin.
 class RecordDirHandlerTest : public ::testing::Test {
 protected:
+    RecordingClock m_clock{kNow};
+
     void SetUp() override {
-        setenv("TZ", "UTC", 1);
-        tzset();
-        HostClock::freeze();
-        HostClock::shift(static_cast<double>(kNow - OrvaneTime::currentTime().getSeconds()));
-        LastRecordFileInfoManager::getInstance()->clear();
         m_info.setRecordRootDir(m_dir.root());
         m_info.setFileSegmentSize(1 << 20);
         m_handler.reset(new RecordDirHandler(m_info, record("")));
@@ -53,10 +45,6 @@ protected:
         m_pool = SafePointer<IndexDirManager>(new IndexDirManager(0x80000, 1, record("")));
         ASSERT_TRUE(m_pool->init(0));
         m_handler->setIndexDirManager(m_pool);
-    }
-    void TearDown() override {
-        LastRecordFileInfoManager::getInstance()->clear();
-        HostClock::reset();
     }
     std::string record(std::string const& rel) const { return m_dir.root() + "/record" + (rel.empty() ? "" : "/" + rel); }
     SafePointer<RecordFileInfo> recorded(int camera, long long begin, bool lock = false) {

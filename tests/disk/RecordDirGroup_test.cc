@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <thread>
 
 #include "directory/HDDirWithIndex.h"
-#include "directory/LastRecordFileInfoManager.h"
 #include "disk/DeviceSequenceMapManager.h"
 #include "disk/RecordDirGroupManager.h"
 #include "disk/RecordDirStateManager.h"
@@ -15,9 +12,7 @@
 #include "foundation/ReturnCode.h"
 #include "foundation/StorageParameterManage.h"
 #include "host/DiskStateManager.h"
-#include "host/HostClock.h"
 #include "host/HostPaths.h"
-#include "host/OrvaneTime.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
@@ -48,14 +43,11 @@ RecordDeviceDirPolicy policyOf(int camera, int group, int saveDays = 30, bool cy
 // passes the tests run themselves.
 class DirGroupTest : public ::testing::Test {
 protected:
+    RecordingClock m_clock{kNow};
+
     void SetUp() override {
-        setenv("TZ", "UTC", 1);
-        tzset();
-        HostClock::freeze();
-        HostClock::shift(static_cast<double>(kNow - OrvaneTime::currentTime().getSeconds()));
         RecordDirStateManager::getInstance()->clear();
         RecordDirStateManager::getInstance()->setRecordStatusListener(m_alarms);
-        LastRecordFileInfoManager::getInstance()->clear();
         DeviceSequenceMapManager::getInstance()->clear();
         for (int camera = 1; camera <= 2; ++camera)
             DeviceSequenceMapManager::getInstance()->updateDeviceSequence("NVR", camera, true);
@@ -69,10 +61,8 @@ protected:
         m_groups.reset();
         RecordDirStateManager::getInstance()->clear();
         DeviceSequenceMapManager::getInstance()->clear();
-        LastRecordFileInfoManager::getInstance()->clear();
         StorageParameterManage::getInstance()->resetStorageParameter();
         DiskStateManager::getInstance()->clear();
-        HostClock::reset();
     }
     RecordDirInfoEx dirOf(int disk, int group, int files = 4) {
         RecordDirInfoEx info;

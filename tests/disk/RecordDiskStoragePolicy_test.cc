@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
 
 #include "directory/HDDirWithIndex.h"
-#include "directory/LastRecordFileInfoManager.h"
 #include "disk/DeviceSequenceMapManager.h"
 #include "disk/RecordDiskStoragePolicy.h"
 #include "disk/RecordOtherStoragePolicy.h"
@@ -13,7 +10,6 @@
 #include "host/DiskStateManager.h"
 #include "host/HostClock.h"
 #include "host/HostPaths.h"
-#include "host/OrvaneTime.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestRecording.h"
@@ -34,12 +30,9 @@ RecordDeviceDirPolicy policyOf(int camera, bool cycleWrite) {
 // many index files), and channels 1 to 4 in sequences 1, 2, 1, 2.
 class StoragePolicyTest : public ::testing::Test {
 protected:
+    RecordingClock m_clock{kNow};
+
     void SetUp() override {
-        setenv("TZ", "UTC", 1);
-        tzset();
-        HostClock::freeze();
-        HostClock::shift(static_cast<double>(kNow - OrvaneTime::currentTime().getSeconds()));
-        LastRecordFileInfoManager::getInstance()->clear();
         DeviceSequenceMapManager::getInstance()->clear();
         for (int camera = 1; camera <= 4; ++camera)
             DeviceSequenceMapManager::getInstance()->updateDeviceSequence("NVR", camera, true);
@@ -47,10 +40,8 @@ protected:
     void TearDown() override {
         m_dirs.clear();
         DeviceSequenceMapManager::getInstance()->clear();
-        LastRecordFileInfoManager::getInstance()->clear();
         StorageParameterManage::getInstance()->resetStorageParameter();
         DiskStateManager::getInstance()->clear();
-        HostClock::reset();
     }
     void makeDisks(int files, int referenceLimit = 16) {
         ASSERT_TRUE(m_root.writeFile("cfg/storageparam.ini", "DiskReferenceCountLimit=" + std::to_string(referenceLimit) + "\n"));

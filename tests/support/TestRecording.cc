@@ -2,8 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
+
 #include "foundation/AVStreamInfo.h"
+#include "directory/LastRecordFileInfoManager.h"
 #include "foundation/BasicTool.h"
+#include "host/HostClock.h"
+#include "host/OrvaneTime.h"
 #include "recording/TSRecordWriterWithIndex.h"
 #include "tests/support/TestBlock.h"
 
@@ -31,4 +37,17 @@ SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long lon
     EXPECT_EQ(0, writer.write(&block.data, lock, 0));
     writer.close();
     return file;
+}
+
+RecordingClock::RecordingClock(long long now) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    HostClock::freeze();
+    HostClock::shift(static_cast<double>(now - OrvaneTime::currentTime().getSeconds()));
+    LastRecordFileInfoManager::getInstance()->clear();
+}
+
+RecordingClock::~RecordingClock() {
+    LastRecordFileInfoManager::getInstance()->clear();
+    HostClock::reset();
 }

@@ -13,4 +13,15 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked 
 // day's index (locked if asked).
 SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock = false);
 
+// For a test's lifetime: local time is UTC, the host clock stands frozen at
+// `now` (seconds; shifts still move it), and the last-file memory starts and
+// ends empty, so that recordings of one test don't join another's.
+class RecordingClock {
+public:
+    explicit RecordingClock(long long now);
+    ~RecordingClock();
+    RecordingClock(RecordingClock const&) = delete;
+    RecordingClock& operator=(RecordingClock const&) = delete;
+};
+
 #endif
