@@ -9,6 +9,8 @@
 // fixes the number of rounds.
 #include <benchmark/benchmark.h>
 
+#include "bench/BenchSupport.h"
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/vfs.h>
@@ -30,20 +32,11 @@ constexpr int kFiles = 16;
 constexpr long long kTotal = kFileSize * kFiles;
 constexpr long kTmpfsMagic = 0x01021994;
 
-std::string benchFolder() {
-    char const* dir = std::getenv("RECSTORE_BENCH_DIR");
-    if (dir == nullptr || *dir == '\0') dir = std::getenv("TMPDIR");
-    std::string base = (dir == nullptr || *dir == '\0') ? "/tmp" : dir;
-    return base + "/recstore-pool-bench-" + std::to_string(getpid());
-}
-
-DiskManager* disk() { return static_cast<DiskManager*>(DiskManagerFactory::getDiskManager(1, 0)); }
-
 // A fresh folder on a real disk, or "" after reporting why not.
 std::string makeFolder(benchmark::State& state) {
-    std::string folder = benchFolder();
-    disk()->deleteFile(folder.c_str(), true);
-    disk()->createDir(folder.c_str());
+    std::string folder = benchFolder("pool-bench");
+    benchDisk()->deleteFile(folder.c_str(), true);
+    benchDisk()->createDir(folder.c_str());
     struct statfs info {};
     if (statfs(folder.c_str(), &info) != 0 || static_cast<long>(info.f_type) == kTmpfsMagic) {
         state.SkipWithError("bench folder missing or on tmpfs");
@@ -53,30 +46,24 @@ std::string makeFolder(benchmark::State& state) {
     return folder;
 }
 
-void rounds(benchmark::internal::Benchmark* bench) {
-    bench->Unit(benchmark::kMillisecond)->UseRealTime();
-    char const* value = std::getenv("RECSTORE_BENCH_ITERATIONS");
-    if (value != nullptr && std::atoi(value) > 0) bench->Iterations(std::atoi(value));
-}
-
 void BM_PoolAllocRecordSpace(benchmark::State& state) {
     std::string const folder = makeFolder(state);
     if (folder.empty()) return;
     std::string const record = folder + "/record";
     for (auto _ : state) {
         state.PauseTiming();
-        disk()->deleteFile(record.c_str(), true);
-        disk()->syncDir(folder.c_str());  // the last round's deletion is not this round's cost
+        benchDisk()->deleteFile(record.c_str(), true);
+        benchDisk()->syncDir(folder.c_str());  // the last round's deletion is not this round's cost
         EmptyDirManager pool(kFileSize, 1, record, "NVR", 1, 16);
         pool.init(0);
         pool.setMaxFileNumber(kFiles);
         state.ResumeTiming();
         if (pool.allocRecordSpace() != kFiles - 1) state.SkipWithError("fill stopped short");
     }
-    disk()->deleteFile(folder.c_str(), true);
+    benchDisk()->deleteFile(folder.c_str(), true);
     state.SetBytesProcessed(state.iterations() * kTotal);
 }
-BENCHMARK(BM_PoolAllocRecordSpace)->Apply(rounds);
+BENCHMARK(BM_PoolAllocRecordSpace)->Apply(benchRounds);
 
 // Arg 0: the fallocate call alone, as `fallocate -l 1G` makes it; 1: with
 // the syncs that make the file durable, as the pool makes each of its files.
@@ -88,7 +75,7 @@ void BM_FallocateOneFile(benchmark::State& state) {
     for (auto _ : state) {
         state.PauseTiming();
         ::unlink(path.c_str());
-        disk()->syncDir(folder.c_str());
+        benchDisk()->syncDir(folder.c_str());
         state.ResumeTiming();
         int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         bool ok = fd >= 0 && ::fallocate(fd, 0, 0, kTotal) == 0;
@@ -96,10 +83,10 @@ void BM_FallocateOneFile(benchmark::State& state) {
         if (fd >= 0) ::close(fd);
         if (!ok) state.SkipWithError("fallocate failed");
     }
-    disk()->deleteFile(folder.c_str(), true);
+    benchDisk()->deleteFile(folder.c_str(), true);
     state.SetBytesProcessed(state.iterations() * kTotal);
 }
-BENCHMARK(BM_FallocateOneFile)->ArgName("synced")->Arg(0)->Arg(1)->Apply(rounds);
+BENCHMARK(BM_FallocateOneFile)->ArgName("synced")->Arg(0)->Arg(1)->Apply(benchRounds);
 
 }  // namespace
 
@@ -114,7 +101,7 @@ void BM_FallocateCommand(benchmark::State& state) {
     for (auto _ : state) {
         state.PauseTiming();
         ::unlink(path.c_str());
-        disk()->syncDir(folder.c_str());
+        benchDisk()->syncDir(folder.c_str());
         state.ResumeTiming();
         pid_t child = 0;
         int status = 0;
@@ -122,7 +109,7 @@ void BM_FallocateCommand(benchmark::State& state) {
             ::waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
             state.SkipWithError("fallocate command failed");
     }
-    disk()->deleteFile(folder.c_str(), true);
+    benchDisk()->deleteFile(folder.c_str(), true);
     state.SetBytesProcessed(state.iterations() * kTotal);
 }
-BENCHMARK(BM_FallocateCommand)->Apply(rounds);
+BENCHMARK(BM_FallocateCommand)->Apply(benchRounds);

@@ -16,6 +16,8 @@
 // RECSTORE_BENCH_ITERATIONS fixes the number of rounds.
 #include <benchmark/benchmark.h>
 
+#include "bench/BenchSupport.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -132,15 +134,6 @@ public:
     }
 };
 
-std::string benchFolder() {
-    char const* dir = std::getenv("RECSTORE_BENCH_DIR");
-    if (dir == nullptr || *dir == '\0') dir = std::getenv("TMPDIR");
-    std::string base = (dir == nullptr || *dir == '\0') ? "/tmp" : dir;
-    return base + "/recstore-init-bench-" + std::to_string(getpid());
-}
-
-DiskManager* disk() { return static_cast<DiskManager*>(DiskManagerFactory::getDiskManager(1, 0)); }
-
 RecordDirInfoEx dirInfo(std::string const& root) {
     RecordDirInfoEx info;
     info.setRecordRootDir(root);
@@ -185,7 +178,7 @@ bool recordOne(HDDirWithIndex& dir, int camera, long long begin) {
 // enough for every day and a pool as init would fill it.
 bool makeTree(RecordDirInfoEx const& info) {
     std::string const record = info.getRecordRootDir() + "/record";
-    disk()->createDir(record.c_str());
+    benchDisk()->createDir(record.c_str());
     IndexDirManager pool(HDDirWithIndex::kIndexFileSize, info.getDiskType(), record);
     if (!pool.init(0)) return false;
     for (int n = 0; n < kDevices * kDates + kFiles / 10; ++n)
@@ -201,19 +194,19 @@ bool makeTree(RecordDirInfoEx const& info) {
 
 // The tree, made once per process on first use and removed at its end.
 struct Tree {
-    std::string folder = benchFolder();
+    std::string folder = benchFolder("init-bench");
     RecordDirInfoEx info = dirInfo(folder + "/sda1");
     bool made = false;
     Tree() {
         setenv("TZ", "UTC", 1);
         tzset();
-        disk()->deleteFile(folder.c_str(), true);
-        disk()->createDir(folder.c_str());
+        benchDisk()->deleteFile(folder.c_str(), true);
+        benchDisk()->createDir(folder.c_str());
         HostPaths::setRoot(folder + "/host");
-        disk()->createDir(info.getRecordRootDir().c_str());
+        benchDisk()->createDir(info.getRecordRootDir().c_str());
         made = makeTree(info);
     }
-    ~Tree() { disk()->deleteFile(folder.c_str(), true); }
+    ~Tree() { benchDisk()->deleteFile(folder.c_str(), true); }
 };
 
 void BM_HDDirWithIndexInit(benchmark::State& state) {
@@ -263,11 +256,6 @@ void BM_HDDirWithIndexInit(benchmark::State& state) {
     state.counters["names_listed"] = static_cast<double>(names) / rounds;
 }
 
-void rounds(benchmark::internal::Benchmark* bench) {
-    bench->Unit(benchmark::kMillisecond)->UseRealTime();
-    char const* value = std::getenv("RECSTORE_BENCH_ITERATIONS");
-    if (value != nullptr && std::atoi(value) > 0) bench->Iterations(std::atoi(value));
-}
-BENCHMARK(BM_HDDirWithIndexInit)->Apply(rounds);
+BENCHMARK(BM_HDDirWithIndexInit)->Apply(benchRounds);
 
 }  // namespace

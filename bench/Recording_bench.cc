@@ -14,6 +14,8 @@
 // twice); the record directory claims room for that many rounds and no more.
 #include <benchmark/benchmark.h>
 
+#include "bench/BenchSupport.h"
+
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -40,13 +42,6 @@
 #include "tests/support/TestStreams.h"
 
 namespace {
-
-std::string benchFolder() {
-    char const* dir = std::getenv("RECSTORE_BENCH_DIR");
-    if (dir == nullptr || *dir == '\0') dir = std::getenv("TMPDIR");
-    std::string base = (dir == nullptr || *dir == '\0') ? "/tmp" : dir;
-    return base + "/recstore-bench-" + std::to_string(getpid());
-}
 
 double cpuSeconds() {
     rusage usage{};
@@ -79,7 +74,7 @@ int envInt(char const* name, int fallback) {
 // final fdatasync into the bench folder; negative on failure.
 double ddBandwidth(int count) {
     count = envInt("RECSTORE_BENCH_DD_MIB", count < 1 ? 1 : count);
-    std::string const folder = benchFolder() + "-dd";
+    std::string const folder = benchFolder("bench") + "-dd";
     DiskManagerFactory::getDiskManager(1, 0)->createDir(folder.c_str());
     std::string command = "dd if=/dev/zero of=" + folder + "/x bs=1M count=" + std::to_string(count) +
                           " conv=fdatasync 2>/dev/null";
@@ -99,7 +94,7 @@ void BM_RecordChannels(benchmark::State& state) {
         state.SkipWithError("test stream not found");
         return;
     }
-    std::string const folder = benchFolder();
+    std::string const folder = benchFolder("bench");
     HostPaths::setRoot(folder + "/root");
     // One disk takes every channel here; its writer limit would cut 64 to 16.
     DiskManagerFactory::getDiskManager(1, 0)->createDir(HostPaths::getConfigDir().c_str());
