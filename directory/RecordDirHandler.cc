@@ -114,6 +114,16 @@ bool RecordDirHandler::listDeviceDirs(std::vector<std::string>& deviceDirs) {
     return true;
 }
 
+bool RecordDirHandler::listCycledDeviceDirs(std::vector<RecordDeviceDirPolicy> const& policies,
+                                            std::string const& date, std::vector<std::string>& deviceDirs) {
+    std::vector<std::string> all;
+    if (!listDeviceDirs(all)) return false;
+    for (std::string const& deviceDir : all)
+        if (!isSaveDayRecordPolicy(deviceDir, policies) && m_pDiskManager->isDirExist(dateDirOf(deviceDir, date).c_str()))
+            deviceDirs.push_back(deviceDir);
+    return true;
+}
+
 bool RecordDirHandler::listDates(std::string const& deviceDir, std::vector<std::string>& dates) {
     return BasicTool::getRecordDateList(m_dirInfo, BasicTool::kRecordDirName, deviceDir, dates);
 }
@@ -345,16 +355,13 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
                                          std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date,
                                          DatePass pass) {
     std::vector<std::string> deviceDirs;
-    if (bin.isNull() || !listDeviceDirs(deviceDirs)) return 0;
+    if (bin.isNull() || !listCycledDeviceDirs(policies, date, deviceDirs)) return 0;
     SafePointer<RecordOutDateFileHandler> handler(new RecordOutDateFileHandler(bin, m_dirInfo));
     handler->setFileDeleteTime(getFileDeleteTime(date));
     handler->setDeleteFileFlag(pass == DatePass::kFiles);
-    int touched = 0;
     char text[512];
     for (std::string const& deviceDir : deviceDirs) {
         std::string dateDir = dateDirOf(deviceDir, date);
-        if (isSaveDayRecordPolicy(deviceDir, policies) || !m_pDiskManager->isDirExist(dateDir.c_str())) continue;
-        ++touched;
         int lockCount = 0;
         int deleteStatus = NS_RecordDirHandler::kNothingDeleted;
         RecordLockInfoManager::getInstance()->getRecordLockInfo(m_dirInfo, deviceDir, date, lockCount, deleteStatus);
@@ -397,28 +404,25 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
             pass == DatePass::kFiles ? NS_RecordDirHandler::kNothingDeleted : NS_RecordDirHandler::kIndexDeleted);
         removeDeviceDirIfEmpty(deviceDir);
     }
-    return touched;
+    return static_cast<int>(deviceDirs.size());
 }
 
 int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordRecycleBin>& bin,
                                                    std::vector<RecordDeviceDirPolicy> const& policies,
                                                    std::string const& date, long long time) {
     std::vector<std::string> deviceDirs;
-    if (bin.isNull() || !listDeviceDirs(deviceDirs)) return 0;
+    if (bin.isNull() || !listCycledDeviceDirs(policies, date, deviceDirs)) return 0;
     SafePointer<RecordOutDateFileHandler> handler(new RecordOutDateFileHandler(bin, m_dirInfo));
     handler->setFileDeleteTime(time);
-    int touched = 0;
     char text[512];
     for (std::string const& deviceDir : deviceDirs) {
         std::string dateDir = dateDirOf(deviceDir, date);
-        if (isSaveDayRecordPolicy(deviceDir, policies) || !m_pDiskManager->isDirExist(dateDir.c_str())) continue;
-        ++touched;
         deleteSpecialTimeSegmentFile(handler, deviceDir, date);
         std::snprintf(text, sizeof(text), "delete last day file: %s , filedeletetime:%lld end", dateDir.c_str(), time);
         deleteLog(text);
         removeDeviceDirIfEmpty(deviceDir);
     }
-    return touched;
+    return static_cast<int>(deviceDirs.size());
 }
 
 bool RecordDirHandler::getRecordingFileBegin(std::string const& deviceDir, std::string const& date, long long& begin) {

@@ -133,6 +133,9 @@ private:
     void removeDeviceDirIfEmpty(std::string const& deviceDir);
     bool listDeviceDirs(std::vector<std::string>& deviceDirs);
     bool listDates(std::string const& deviceDir, std::vector<std::string>& dates);
+    // The device folders that hold `date` and may be cut by date (not kept by days).
+    bool listCycledDeviceDirs(std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date,
+                              std::vector<std::string>& deviceDirs);
     bool listRecordFiles(std::string const& dir, std::vector<std::string>& files);
     std::string dateDirOf(std::string const& deviceDir, std::string const& date) const;
     // How many files the date's index of that storage type still names after
