@@ -236,42 +236,37 @@ bool EmptyDirManager::moveOut(int key, std::string const& target) {
 int EmptyDirManager::createFileEx(SafePointer<RecordFileInfo>& file) {
     if (file.isNull()) return 0;
     OV_LOCK_GUARD(guard, m_mutex);
-    if (!m_bReady || diskManager() == nullptr) return 0;
     auto entry = m_files.begin();
     if (m_nUseMode == -1) {
         int pick = getRandomIndexFromMap(m_files);
         if (pick > 0) entry = m_files.find(pick);
     }
+    return handOut(entry, [&](int key, std::string const& prefix) {
+        file->setFileNumber(isNVRVersionEmptyFile(prefix) ? key : -1);
+        file->setRecordFileName(file->createFileName());
+        return file->createRecordFileName();
+    });
+}
+
+int EmptyDirManager::createFile(std::string const& target) {
+    OV_LOCK_GUARD(guard, m_mutex);
+    return handOut(m_files.begin(), [&](int, std::string const&) { return target; });
+}
+
+int EmptyDirManager::handOut(std::map<int, std::string>::iterator entry,
+                             std::function<std::string(int, std::string const&)> const& targetOf) {
+    if (!m_bReady || diskManager() == nullptr) return 0;
     while (entry != m_files.end() && !m_bStopFlag) {
         // With a random pick, a pick of the top file fails the request though
         // lower files are left; the caller then takes one from the bin.
         if (entry->first == m_nMaxFileId) return 0;
-        file->setFileNumber(isNVRVersionEmptyFile(entry->second) ? entry->first : -1);
-        file->setRecordFileName(file->createFileName());
-        std::string target = file->createRecordFileName();
+        std::string target = targetOf(entry->first, entry->second);
         if (moveOut(entry->first, target)) {
             GlobalEnv::print("EmptyDirManager::createFile erase 1111 %s \n", target.c_str());
             m_files.erase(entry);
             return 1;
         }
         // Forgotten until the next init reads the folder again.
-        GlobalEnv::print("EmptyDirManager::createFile erase 2222 %s \n", target.c_str());
-        entry = m_files.erase(entry);
-    }
-    return 0;
-}
-
-int EmptyDirManager::createFile(std::string const& target) {
-    OV_LOCK_GUARD(guard, m_mutex);
-    if (!m_bReady || diskManager() == nullptr) return 0;
-    auto entry = m_files.begin();
-    while (entry != m_files.end() && !m_bStopFlag) {
-        if (entry->first == m_nMaxFileId) return 0;
-        if (moveOut(entry->first, target)) {
-            GlobalEnv::print("EmptyDirManager::createFile erase 1111 %s \n", target.c_str());
-            m_files.erase(entry);
-            return 1;
-        }
         GlobalEnv::print("EmptyDirManager::createFile erase 2222 %s \n", target.c_str());
         entry = m_files.erase(entry);
     }

@@ -2,6 +2,7 @@
 #define DIRECTORY_EMPTYDIRMANAGER_H
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -94,6 +95,11 @@ private:
     static int getRandomIndexFromMap(std::map<int, std::string>& files);
     // Moves pool file `key` to `target` and makes it durable there; m_mutex held.
     bool moveOut(int key, std::string const& target);
+    // Hands out the first pool file from `entry` on that moves to the target
+    // `targetOf` names for it (number, prefix); the top file ends the walk.
+    // m_mutex held.
+    int handOut(std::map<int, std::string>::iterator entry,
+                std::function<std::string(int, std::string const&)> const& targetOf);
 
     IDiskManager* diskManager() const { return m_pDiskManager.load(); }
 
