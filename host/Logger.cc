@@ -22,22 +22,29 @@ State& state() {
     return *instance;
 }
 
+OVLogger* loggerOf(std::string const& fileName, unsigned int maxSize, unsigned int files) {
+    std::string path = HostPaths::getLogDir() + "/" + fileName;
+    State& state = NS_Logger::state();
+    std::lock_guard<std::mutex> lock(state.m_mutex);
+    OVLogger*& slot = state.m_loggers[path];
+    if (slot == nullptr) {
+        slot = new OVLogger();
+        slot->init(path.c_str(), maxSize, files);
+    }
+    return slot;
+}
+
 }  // namespace NS_Logger
+
+void Logger::writeFileLog(char const* fileName, char const* tag, char const* message,
+                          unsigned int maxSize, unsigned int files) {
+    if (fileName == nullptr || *fileName == '\0' || message == nullptr) return;
+    NS_Logger::loggerOf(fileName, maxSize, files)->writeLog(tag != nullptr ? tag : "", message);
+}
 
 void Logger::writeLog(char const* logName, char const* message, char const* file, int line) {
     if (logName == nullptr || *logName == '\0') return;
-    std::string path = HostPaths::getLogDir() + "/" + logName + ".log";
-    OVLogger* logger;
-    {
-        NS_Logger::State& state = NS_Logger::state();
-        std::lock_guard<std::mutex> lock(state.m_mutex);
-        OVLogger*& slot = state.m_loggers[path];
-        if (slot == nullptr) {
-            slot = new OVLogger();
-            slot->init(path.c_str(), kMaxSize, kFiles);
-        }
-        logger = slot;
-    }
+    OVLogger* logger = NS_Logger::loggerOf(std::string(logName) + ".log", kMaxSize, kFiles);
     std::string text = message != nullptr ? message : "";
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
     if (file != nullptr) {

@@ -13,6 +13,11 @@ public:
     // The line is "<time> <logName>: <message> (<file>:<line>)"; file may be
     // null, then the parenthesis is left out.
     static void writeLog(char const* logName, char const* message, char const* file, int line);
+    // A line "<time> <tag>: <message>" in HostPaths::getLogDir() + "/" +
+    // fileName, rotating at maxSize bytes over files files. One writer per
+    // file, whoever logs to it, so two rotations never race.
+    static void writeFileLog(char const* fileName, char const* tag, char const* message,
+                             unsigned int maxSize, unsigned int files);
 };
 
 #endif

@@ -1,0 +1,66 @@
+#include "retrieval/RecordRetrieverImpl.h"
+
+#include <cstdio>
+
+#include "foundation/BasicTool.h"
+#include "foundation/OVMutexManager.h"
+#include "foundation/ReturnCode.h"
+#include "host/DiskStateManager.h"
+
+std::vector<RecordDirInfoEx> RecordRetrieverImpl::m_RecordDirInfoExList;
+OVMutex RecordRetrieverImpl::m_DirInfoMutex;
+
+void RecordRetrieverImpl::setRecordDirList(std::vector<RecordDirInfoEx> const& list) {
+    std::vector<RecordDirInfoEx> enabled;
+    for (RecordDirInfoEx const& dir : list) {
+        if (dir.getEnableFlag()) enabled.push_back(dir);
+    }
+    OV_LOCK_GUARD(guard, m_DirInfoMutex);
+    m_RecordDirInfoExList.swap(enabled);
+}
+
+int RecordRetrieverImpl::getRecordDirList(std::vector<RecordDirInfoEx>& list) {
+    {
+        OV_LOCK_GUARD(guard, m_DirInfoMutex);
+        list = m_RecordDirInfoExList;
+    }
+    if (list.empty()) {
+        std::printf("RecordRetrieverImpl::query no set root dir \n");
+        return OV_RECORD_NO_DIR;
+    }
+    std::vector<RecordDirInfoEx> present;
+    for (RecordDirInfoEx& dir : list) {
+        int state = 0;
+        int format = dir.getFileSystemFormat();
+        if (!DiskStateManager::getInstance()->getDiskStateInfo(dir.getRecordRootDir(), state,
+                                                                format)) {
+            return OV_RECORD_DISK_NOT_FORMATTED;
+        }
+        if (state != DiskStateManager::kStateOk) continue;
+        dir.setFileSystemFormat(format);
+        present.push_back(dir);
+    }
+    list.swap(present);
+    return 0;
+}
+
+void RecordRetrieverImpl::getMatchDeviceList(std::vector<RecordDirInfoEx> const& dirs,
+                                             std::string const& deviceId,
+                                             std::string const& deviceIP, int cameraId,
+                                             std::set<std::string>& deviceDirs) {
+    for (RecordDirInfoEx const& dir : dirs) {
+        std::vector<std::string> found;
+        BasicTool::getMatchDeviceDirList(dir, BasicTool::kRecordDirName, deviceId,
+                                         BasicTool::getFileNameIP(deviceIP), cameraId, found);
+        deviceDirs.insert(found.begin(), found.end());
+    }
+}
+
+bool RecordRetrieverImpl::isDeviceKeyValid(std::string const& deviceId,
+                                           std::string const& deviceIP) {
+    for (std::string const& part : {deviceId, deviceIP}) {
+        if (part.find_first_of(std::string("_/\0", 3)) != std::string::npos) return false;
+        if (part.find("..") != std::string::npos) return false;
+    }
+    return true;
+}
