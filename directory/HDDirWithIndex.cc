@@ -32,7 +32,6 @@ constexpr int kNotReadyRoundMs = 1000;
 constexpr int kDiskAlarmMajorType = 4;
 constexpr int kNasDiskType = 4;
 constexpr int kSdCardType = 2;
-char const* const kMoveMark = "_move";
 
 }  // namespace NS_HDDirWithIndex
 
@@ -529,7 +528,7 @@ void HDDirWithIndex::clearDeviceRecord() {
     GlobalEnv::print("%s", text);
     bool cleared = false;
     for (std::string const& name : names) {
-        if (name.size() < 5 || name.find(kMoveMark) == std::string::npos) continue;
+        if (name.size() < 5 || name.find(BasicTool::kMovedDeviceSuffix) == std::string::npos) continue;
         cleared = clearMovedDevice(name) || cleared;
     }
     if (!cleared) return;
@@ -542,7 +541,7 @@ bool HDDirWithIndex::clearMovedDevice(std::string const& name) {
     IDiskManager* disk = diskManager();
     RecordDirInfoEx info = getRecordDirInfoEx();
     std::string const deviceFolder = m_strRecordPath + "/" + name;
-    std::string const device = name.substr(0, name.find(kMoveMark));
+    std::string const device = name.substr(0, name.find(BasicTool::kMovedDeviceSuffix));
     std::vector<std::string> dates;
     if (disk->getDirList(deviceFolder.c_str(), dates) < 0) return false;
     for (std::string const& date : dates) {

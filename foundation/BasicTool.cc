@@ -23,6 +23,7 @@ std::string const BasicTool::kLockMarkerName = "record.lock";
 std::string const BasicTool::kRecordFileExtension = ".ts";
 std::string const BasicTool::kLockedSuffix = "&";
 std::string const BasicTool::kNoEndDate = "1970-01-01";
+std::string const BasicTool::kMovedDeviceSuffix = "_move";
 
 namespace NS_BasicTool {
 
@@ -56,6 +57,10 @@ std::string BasicTool::getDateString(long long seconds) {
     OVDateTime dateTime;
     OrvaneTime::getStructTime(dateTime, static_cast<unsigned long>(seconds));
     return getDateString(dateTime);
+}
+
+std::string BasicTool::getEndDateString(long long seconds) {
+    return seconds == 0 ? kNoEndDate : getDateString(seconds);
 }
 
 std::string BasicTool::getDateString(OVDateTime& dateTime) {
@@ -353,7 +358,8 @@ bool BasicTool::getMatchDeviceDirList(RecordDirInfoEx const& dirInfo, std::strin
     if (diskManager->getDirList(typeDir.c_str(), names) < 0) return false;
     for (std::string const& name : names) {
         DeviceDirParser parser;
-        if (!parser.parse(name.c_str())) continue;
+        // A camera part that is no number ("<id>_<ip>_<n>_move") is no device.
+        if (!parser.parse(name.c_str()) || parser.getCameraId() < 0) continue;
         if (isMatchDevice(parser, deviceId, deviceIP, cameraId)) list.push_back(name);
     }
     return true;

@@ -40,10 +40,14 @@ public:
     static std::string const kRecordFileExtension; // ".ts"
     static std::string const kLockedSuffix;        // "&"
     static std::string const kNoEndDate;           // "1970-01-01": no upper limit
+    static std::string const kMovedDeviceSuffix;   // "_move": a device folder being wiped
 
     // ---- dates ----
     // "YYYY-MM-DD" of local time.
     static std::string getDateString(long long seconds);
+    // The last date of a range that ends at `seconds`; an end of 0 is open
+    // and gives "1970-01-01", which isInCondition reads as no limit.
+    static std::string getEndDateString(long long seconds);
     static std::string getDateString(OVDateTime& dateTime);
     // Date of the begin time in a record or snapshot file name (the 14 digits
     // behind the last "_"); empty when the name does not carry one.

@@ -23,6 +23,11 @@ class RecordDirInfoEx {
     OV_FIELD(bool, EnableFlag, false)
 
 public:
+    static constexpr int kDiskTypeLocal = 1;
+    static constexpr int kDiskTypeSdCard = 2;
+    static constexpr int kDiskTypeFtp = 3;
+    static constexpr int kDiskTypeNas = 4;
+
     bool operator==(RecordDirInfoEx const& other) const {
         return m_RecordRootDir == other.m_RecordRootDir;
     }

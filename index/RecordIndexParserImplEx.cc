@@ -119,6 +119,7 @@ int RecordIndexParserImplEx::getRecordFileInfoList(long long nBegin, long long n
         long long end = RecordIndexCodec::addSeconds(begin, m_itemParser.getRecordFileTimeInterval());
         if (begin < nBegin || end > nEnd) continue;
         list.push_back(createRecordFileInfo());
+        list.back()->setLockFlag(m_itemParser.checkFileIsLocked() != 0);
     }
     return 1;
 }

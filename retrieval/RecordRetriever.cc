@@ -12,14 +12,6 @@
 
 namespace NS_RecordRetriever {
 
-constexpr unsigned int kQueryLogLimit = 512 * 1024;
-constexpr unsigned int kQueryLogFiles = 2;
-
-void writeQueryLog(char const* text) {
-    Logger::writeFileLog("recordquery.log", "RecordRetirever", text, kQueryLogLimit,
-                         kQueryLogFiles);
-}
-
 // Runs one operation of the implementation; a host file error inside it is
 // logged and answered with -739 instead of leaving the library.
 template <typename Operation>
@@ -47,7 +39,7 @@ int RecordRetriever::open(RecordInfo const& info, bool bIFrameOnly) {
         char text[256];
         std::snprintf(text, sizeof(text), "open %s_%d failed nRet:%d", info.getDeviceId(),
                       info.getCameraId(), nRet);
-        NS_RecordRetriever::writeQueryLog(text);
+        RecordRetrieverImpl::writeQueryLog(text);
     }
     return nRet;
 }
@@ -57,7 +49,7 @@ int RecordRetriever::read(char* buffer, int nLength) {
     if (nRet < 0) {
         char text[64];
         std::snprintf(text, sizeof(text), "read failed nRet:%d", nRet);
-        NS_RecordRetriever::writeQueryLog(text);
+        RecordRetrieverImpl::writeQueryLog(text);
     }
     return nRet;
 }

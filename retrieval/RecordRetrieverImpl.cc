@@ -6,6 +6,7 @@
 #include "foundation/OVMutexManager.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskStateManager.h"
+#include "host/Logger.h"
 
 std::vector<RecordDirInfoEx> RecordRetrieverImpl::m_RecordDirInfoExList;
 OVMutex RecordRetrieverImpl::m_DirInfoMutex;
@@ -63,4 +64,8 @@ bool RecordRetrieverImpl::isDeviceKeyValid(std::string const& deviceId,
         if (part.find("..") != std::string::npos) return false;
     }
     return true;
+}
+
+void RecordRetrieverImpl::writeQueryLog(char const* text) {
+    Logger::writeFileLog("recordquery.log", "RecordRetirever", text, 512 * 1024, 2);
 }

@@ -41,6 +41,8 @@ public:
     // False when the id or ip holds what would break a device dir name or a
     // path ("_", "/", "..", a 00 byte): such a key gives -753.
     static bool isDeviceKeyValid(std::string const& deviceId, std::string const& deviceIP);
+    // A line in the query log, "recordquery.log".
+    static void writeQueryLog(char const* text);
 
     // ---- queries ----
     int query(RecordQueryCondition const& condition, std::vector<RecordQueryResult>& results,

@@ -24,19 +24,36 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked)
     return file;
 }
 
-SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock) {
+namespace {
+
+SafePointer<RecordFileInfo> record(IRecordDir& dir, int camera, long long begin, int blocks, int blockSeconds,
+                                   bool lock) {
     SafePointer<RecordFileInfo> file = testFileOf(camera, begin);
     file->setRecordDirInfoEx(dir.getRecordDirInfoEx());
-    TestBlock block(1, 1, begin, 2, static_cast<char>('a' + camera));
-    file->setAVStreamInfo(AVStreamInfo(&block.data));
+    TestBlock first(1, 1, begin, 2, static_cast<char>('a' + camera));
+    file->setAVStreamInfo(AVStreamInfo(&first.data));
     dir.setDeviceRequetType(file->getRecordDeviceInfo(), 0);
     EXPECT_EQ(0, dir.createFile(file));
     TSRecordWriterWithIndex writer;
     int held = -1;
     EXPECT_EQ(0, writer.open(file, held));
-    EXPECT_EQ(0, writer.write(&block.data, lock, 0));
+    for (int i = 0; i < blocks; ++i) {
+        TestBlock block(1, 1, begin + i * blockSeconds, 2, static_cast<char>('a' + camera));
+        block.data.setDataTimeLength(blockSeconds);
+        EXPECT_EQ(0, writer.write(&block.data, lock, 0));
+    }
     writer.close();
     return file;
+}
+
+}  // namespace
+
+SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock) {
+    return record(dir, camera, begin, 1, 0, lock);
+}
+
+SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds, bool lock) {
+    return record(dir, camera, begin, seconds, 1, lock);
 }
 
 RecordingClock::RecordingClock(long long now) {

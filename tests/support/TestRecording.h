@@ -12,6 +12,10 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked 
 // from the directory, written and closed by the real writer, entered in the
 // day's index (locked if asked).
 SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock = false);
+// The same with `seconds` one-second I-frame blocks from `begin` on: an
+// entry that spans [begin, begin + seconds).
+SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds,
+                                           bool lock = false);
 
 // For a test's lifetime: local time is UTC, the host clock stands frozen at
 // `now` (seconds; shifts still move it), and the last-file memory starts and
