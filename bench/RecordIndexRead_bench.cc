@@ -1,55 +1,23 @@
-// Reading a full day's index: one channel, 24 hours of one-second items in
-// 144 entries of ten minutes, in a 1 MiB index file. Measures the open (one
-// read of the whole file), the entry scan and the query walks, as a player
-// and a search screen run them.
+// Reading a full day's index of one channel (bench/DayIndex.h). Measures
+// the open (one read of the whole file), the entry scan and the query walks,
+// as a player and a search screen run them.
 
 #include <benchmark/benchmark.h>
-
-#include <stdlib.h>
 
 #include <cstdio>
 #include <string>
 
 #include "foundation/RecordDirInfoEx.h"
-#include "host/HostPaths.h"
 #include "index/RecordIndexCache.h"
 #include "index/RecordIndexFileParserEx.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
-#include "tests/index/RecordIndexImageBuilder.h"
+#include "bench/DayIndex.h"
 
 namespace {
 
-char const* const kDate = "2024-01-31";
-char const* const kDevice = "NVR_10.0.0.2_1";
-constexpr long long kDayBegin = 1706659200LL;
-constexpr int kEntries = 144;
-constexpr int kItemsPerEntry = 600;
+using namespace DayIndex;
 
-// Writes the day's index once, into a folder of its own, and answers its root.
-std::string const& dayIndexRoot() {
-    static std::string root;
-    if (!root.empty()) return root;
-    char folder[] = "/tmp/record_index_bench.XXXXXX";
-    if (mkdtemp(folder) == nullptr) return root;
-    HostPaths::setRoot(folder);  // logs
-    RecordIndexImageBuilder builder;
-    for (int i = 0; i < kEntries; ++i) {
-        char name[64];
-        std::snprintf(name, sizeof(name), "%05d-NVR_10.0.0.2_1_%d.ts", i, i);
-        builder.addEntry(name, kDayBegin + 600LL * i,
-                         RecordIndexImageBuilder::steadyItems(kItemsPerEntry, 1, 250));
-    }
-    std::string image = builder.image(RecordIndexCodec::kMaxIndexFileSize, '\0');
-    std::string path = RecordIndexFileParserEx::getIndexFileName(folder, kDate, kDevice, 0);
-    std::string dir = path.substr(0, path.rfind('/'));
-    std::string command = "mkdir -p '" + dir + "'";
-    if (std::system(command.c_str()) != 0) return root;
-    FILE* file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) return root;
-    bool ok = std::fwrite(image.data(), 1, image.size(), file) == image.size();
-    if (std::fclose(file) == 0 && ok) root = folder;
-    return root;
-}
+char const* const kDevice = "NVR_10.0.0.2_1";
 
 RecordDirInfoEx dirInfo() {
     RecordDirInfoEx info;

@@ -28,10 +28,6 @@ bool followsThreeZeros(unsigned char const* p, int i) {
 
 }  // namespace NS_RecordIndexCodec
 
-std::uint64_t RecordIndexCodec::readLE(unsigned char const* bytes, int nLength) {
-    return static_cast<std::uint64_t>(BasicTool::toLongLE(bytes, nLength));
-}
-
 void RecordIndexCodec::writeLE(unsigned char* bytes, std::uint64_t value, int nLength) {
     BasicTool::toBytesLE(bytes, static_cast<long long>(value), std::min(nLength, 8));
 }
@@ -139,29 +135,25 @@ bool RecordIndexCodec::findHead(char const* data, int nLength, int nFrom, int& n
                                 int& nHeadLength) {
     if (data == nullptr || nFrom < 0) return false;
     unsigned char const* p = reinterpret_cast<unsigned char const*>(data);
-    int begin = -1;
-    for (int i = nFrom + 3; i < nLength; ++i) {
-        if (p[i] == kStartCodeLast && NS_RecordIndexCodec::followsThreeZeros(p, i)) {
-            begin = i - 3;
-            break;
-        }
-    }
+    int const begin = findCode(p, nFrom + 3, nLength, kStartCodeLast);
     if (begin < 0) return false;
-    for (int i = begin + kStartCodeSize + 3; i < nLength; ++i) {
-        if (p[i] == kEndCodeLast && NS_RecordIndexCodec::followsThreeZeros(p, i) &&
-            i - 3 >= begin + kStartCodeSize) {
-            nBegin = begin;
-            nHeadLength = i + 1 - begin;
-            return true;
-        }
-    }
-    return false;
+    int const end = findCode(p, begin + kStartCodeSize + 3, nLength, kEndCodeLast);
+    if (end < 0) return false;
+    nBegin = begin;
+    nHeadLength = end + 4 - begin;
+    return true;
 }
 
-int RecordIndexCodec::getItemSize(int nVersion, unsigned char firstByte) {
-    bool isLong = firstByte == kLongItemMark;
-    if (NS_RecordIndexCodec::isVersion1(nVersion)) return isLong ? kLongItemSizeV1 : kShortItemSizeV1;
-    return isLong ? kLongItemSizeV2 : kShortItemSizeV2;
+// memchr for the code's last byte: a day's index is scanned for every head
+// on each open, and most of it holds no such byte.
+int RecordIndexCodec::findCode(unsigned char const* p, int nFrom, int nLength, unsigned char last) {
+    for (int i = nFrom; i < nLength; ++i) {
+        void const* hit = std::memchr(p + i, last, static_cast<size_t>(nLength - i));
+        if (hit == nullptr) return -1;
+        i = static_cast<int>(static_cast<unsigned char const*>(hit) - p);
+        if (NS_RecordIndexCodec::followsThreeZeros(p, i)) return i - 3;
+    }
+    return -1;
 }
 
 int RecordIndexCodec::encodeItem(int nVersion, ItemInfo const& item, unsigned char* out) {
@@ -190,27 +182,6 @@ int RecordIndexCodec::encodeItem(int nVersion, ItemInfo const& item, unsigned ch
     writeLE(out + n, static_cast<std::uint64_t>(static_cast<unsigned>(packets)), 2);
     n += 2;
     return n;
-}
-
-int RecordIndexCodec::decodeItem(int nVersion, unsigned char const* p, int nLength, ItemInfo& item) {
-    if (p == nullptr || nLength < 1) return 0;
-    int size = getItemSize(nVersion, p[0]);
-    if (nLength < size) return 0;
-    int n = 0;
-    item.bLong = p[0] == kLongItemMark;
-    if (item.bLong) {
-        item.nTimeInterval = static_cast<int>(readLE(p + 1, 3));
-        n = 4;
-    }
-    unsigned char flags = p[n++];
-    if (!item.bLong) item.nTimeInterval = flags >> 4;
-    item.nTimeLength = flags & kFlagTimeLengthMask;
-    item.nIndexType = (flags & kFlagIFrame) ? 1 : 0;
-    item.bLocked = (flags & kFlagLocked) != 0;
-    item.bAlarm = false;
-    if (!NS_RecordIndexCodec::isVersion1(nVersion)) item.bAlarm = (p[n++] & kAlarmBit) != 0;
-    item.nDataLength = static_cast<int>(readLE(p + n, 2)) * kTsPacketSize;
-    return size;
 }
 
 void RecordIndexCodec::setLockBit(unsigned char* p, bool bLocked) {

@@ -75,7 +75,11 @@ public:
     static constexpr int kMaxIndexFileSize = 0x100000;
 
     // ---- little-endian helpers, n bytes (1 to 8) ----
-    static std::uint64_t readLE(unsigned char const* bytes, int nLength);
+    static std::uint64_t readLE(unsigned char const* bytes, int nLength) {
+        std::uint64_t value = 0;
+        for (int i = 0; i < nLength && i < 8; ++i) value |= static_cast<std::uint64_t>(bytes[i]) << (8 * i);
+        return value;
+    }
     static void writeLE(unsigned char* bytes, std::uint64_t value, int nLength);
 
     // What the head of one entry carries.
@@ -129,18 +133,44 @@ public:
     // start code, length runs to the end of its end code. False when there
     // is no complete head.
     static bool findHead(char const* data, int nLength, int nFrom, int& nBegin, int& nHeadLength);
+    // Offset of the first 00 00 00 <last> whose last byte lies at or after
+    // nFrom; -1 if none.
+    static int findCode(unsigned char const* p, int nFrom, int nLength, unsigned char last);
 
     // ---- items ----
     // Size of the item beginning with firstByte (0xF0 long, otherwise short).
-    static int getItemSize(int nVersion, unsigned char firstByte);
+    static int getItemSize(int nVersion, unsigned char firstByte) {
+        bool const isLong = firstByte == kLongItemMark;
+        if (nVersion == kIndexVersion1) return isLong ? kLongItemSizeV1 : kShortItemSizeV1;
+        return isLong ? kLongItemSizeV2 : kShortItemSizeV2;
+    }
     // Encodes an item of the given version (0 V1, 1 V2, anything else V3) the
     // way the writer does: long when asked or when the interval is 15 or more;
     // time length capped at 3; data length stored in 188-byte packets modulo
     // 65536. Answers the bytes written to out (at least 8 must be free).
     static int encodeItem(int nVersion, ItemInfo const& item, unsigned char* out);
     // Decodes the item at p within nLength bytes. Answers its size, or 0 when
-    // it does not fit.
-    static int decodeItem(int nVersion, unsigned char const* p, int nLength, ItemInfo& item);
+    // it does not fit. Inline: every walk over an index runs it per item.
+    static int decodeItem(int nVersion, unsigned char const* p, int nLength, ItemInfo& item) {
+        if (p == nullptr || nLength < 1) return 0;
+        int const size = getItemSize(nVersion, p[0]);
+        if (nLength < size) return 0;
+        int n = 0;
+        item.bLong = p[0] == kLongItemMark;
+        if (item.bLong) {
+            item.nTimeInterval = static_cast<int>(readLE(p + 1, 3));
+            n = 4;
+        }
+        unsigned char const flags = p[n++];
+        if (!item.bLong) item.nTimeInterval = flags >> 4;
+        item.nTimeLength = flags & kFlagTimeLengthMask;
+        item.nIndexType = (flags & kFlagIFrame) ? 1 : 0;
+        item.bLocked = (flags & kFlagLocked) != 0;
+        item.bAlarm = false;
+        if (nVersion != kIndexVersion1) item.bAlarm = (p[n++] & kAlarmBit) != 0;
+        item.nDataLength = static_cast<int>(readLE(p + n, 2)) * kTsPacketSize;
+        return size;
+    }
 
     // Sets or clears the lock bit in the flag byte of the raw item at p (byte
     // 0, or byte 4 behind 0xF0); p must hold the whole item.

@@ -7,20 +7,8 @@ int RecordIndexInfoParserV2::getIndexEndPos(char* buffer, int nLength, int& nRes
 
 IRecordIndexInfoParser::ReadResult RecordIndexInfoParserV2::readItem(
     char* p, int nRemaining, RecordIndexCodec::ItemInfo& item, int& nLength) {
-    if (nRemaining < 1) return kEndOfWalk;
-    unsigned char first = static_cast<unsigned char>(p[0]);
-    if (first == RecordIndexCodec::kEndOfData) return kEndOfWalk;
-    // This version has only the unbounded parse: check the size first.
-    if (nRemaining < RecordIndexCodec::getItemSize(RecordIndexCodec::kIndexVersion2, first)) {
-        return kEndOfWalk;
-    }
-    m_itemParser.parse(p, nLength);
-    item.bLong = m_itemParser.isLongItem();
-    item.nTimeInterval = m_itemParser.getTimeInterval();
-    item.nDataLength = m_itemParser.getDataLength();
-    item.nTimeLength = m_itemParser.getTimeLength();
-    item.bLocked = m_itemParser.isLocked();
-    item.nIndexType = m_itemParser.getIndexType();
-    item.bAlarm = m_itemParser.isAlarm();
-    return kItem;
+    if (nRemaining < 1 || static_cast<unsigned char>(p[0]) == RecordIndexCodec::kEndOfData) return kEndOfWalk;
+    nLength = RecordIndexCodec::decodeItem(RecordIndexCodec::kIndexVersion2, reinterpret_cast<unsigned char const*>(p),
+                                           nRemaining, item);
+    return nLength == 0 ? kEndOfWalk : kItem;
 }

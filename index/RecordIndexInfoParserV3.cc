@@ -25,15 +25,9 @@ IRecordIndexInfoParser::ReadResult RecordIndexInfoParserV3::readItem(
         nLength = RecordIndexCodec::kCrcItemSize;
         return kSkip;
     }
-    if (m_itemParser.parse(p, nRemaining, nLength) == 0) return kEndOfWalk;
-    item.bLong = m_itemParser.isLongItem();
-    item.nTimeInterval = m_itemParser.getTimeInterval();
-    item.nDataLength = m_itemParser.getDataLength();
-    item.nTimeLength = m_itemParser.getTimeLength();
-    item.bLocked = m_itemParser.isLocked();
-    item.nIndexType = m_itemParser.getIndexType();
-    item.bAlarm = m_itemParser.isAlarm();
-    return kItem;
+    nLength = RecordIndexCodec::decodeItem(RecordIndexCodec::kIndexVersion3,
+                                           reinterpret_cast<unsigned char const*>(p), nRemaining, item);
+    return nLength == 0 ? kEndOfWalk : kItem;
 }
 
 int RecordIndexInfoParserV3::filterCrcItem(char*& p, int& nLength, int nMaxSkip) {
