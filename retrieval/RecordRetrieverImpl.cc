@@ -2,7 +2,11 @@
 
 #include <cstdio>
 
+#include <map>
+
+#include "directory/HDRecordDirOperatorWithIndex.h"
 #include "foundation/BasicTool.h"
+#include "foundation/DeviceDirParser.h"
 #include "foundation/OVMutexManager.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskStateManager.h"
@@ -50,10 +54,13 @@ void RecordRetrieverImpl::getMatchDeviceList(std::vector<RecordDirInfoEx> const&
                                              std::string const& deviceIP, int cameraId,
                                              std::set<std::string>& deviceDirs) {
     for (RecordDirInfoEx const& dir : dirs) {
-        std::vector<std::string> found;
-        BasicTool::getMatchDeviceDirList(dir, BasicTool::kRecordDirName, deviceId,
-                                         BasicTool::getFileNameIP(deviceIP), cameraId, found);
-        deviceDirs.insert(found.begin(), found.end());
+        std::map<std::string, int> found;
+        HDRecordDirOperatorWithIndex(dir).queryDeviceList(found);
+        for (auto const& name : found) {
+            DeviceDirParser parser(name.first.c_str());
+            if (BasicTool::isMatchDevice(parser, deviceId, deviceIP, cameraId))
+                deviceDirs.insert(name.first);
+        }
     }
 }
 

@@ -186,6 +186,8 @@ TEST_F(RecordQueryTest, DateDeviceAndSummaryListsAnswerFromEveryDisk) {
     devices.clear();
     EXPECT_EQ(0, m_retriever.getHistoryDeviceList(devices));
     EXPECT_TRUE(devices.empty());
+    EXPECT_EQ(0, m_retriever.getDeviceList(day2, devices));
+    EXPECT_TRUE(devices.empty());
     EXPECT_TRUE(m_dir.exists("a/record/NVR_10.0.0.7_1_move/" + day2));
 }
 
@@ -194,6 +196,8 @@ TEST_F(RecordQueryTest, LockedRangeSurvivesReclamationWhileUnlockedNeighboursGo)
     lockedOnly.setLockFlag(true);
     EXPECT_EQ(0, m_retriever.lockRecordFile(range(1, kD1 + 100, kD1 + 232)));
     EXPECT_EQ((Spans{{100, 232}}), spans(lockedOnly));
+    // A device on one disk only: the other has nothing to lock.
+    EXPECT_EQ(0, m_retriever.lockRecordFile(range(2, kD1, kD2)));
 
     // A reclaiming pass over disk A's day takes every unlocked file of it.
     RecordDirInfoEx a = m_disks[0]->getRecordDirInfoEx();
@@ -244,12 +248,14 @@ TEST_F(RecordQueryTest, SpaceListCountsTheNumberedFilesNotWaitingInPoolOrBin) {
     m_dir.writeFile("a/record/empty/NVR_00009", pool);
     m_dir.writeFile("a/record/empty/NVR_00010", pool);
     m_dir.writeFile("a/record/recycleBin/00008-NVR_10.0.0.7_1_20240131000140.ts", pool);
+    // Disk B has no pool: its three files in use, at the bin file's size.
+    m_dir.writeFile("b/record/recycleBin/00009-NVR_10.0.0.7_1_20240131000140.ts", pool);
     std::vector<RecordDirSpaceInfo> list;
     EXPECT_EQ(0, m_retriever.getRecordDirSpaceInfoList(list));
     ASSERT_EQ(2u, list.size());
     EXPECT_GT(list[0].getTotalSpace(), 0);
     EXPECT_EQ(7 * 4096, list[0].getRecordFileSize());
-    EXPECT_EQ(0, list[1].getRecordFileSize());  // no pool nor bin: size unknown
+    EXPECT_EQ(3 * 4096, list[1].getRecordFileSize());
 }
 
 }  // namespace
