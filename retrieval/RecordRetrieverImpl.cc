@@ -1,7 +1,6 @@
 #include "retrieval/RecordRetrieverImpl.h"
 
 #include <cstdio>
-
 #include <map>
 
 #include "directory/HDRecordDirOperatorWithIndex.h"
