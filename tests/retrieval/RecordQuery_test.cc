@@ -120,6 +120,12 @@ TEST_F(RecordQueryTest, SegmentsMergeAcrossDisksByPrecisionAndNeverAcrossMidnigh
     // Ends on the window's begin, or begins on its end: dropped; the rest clipped.
     EXPECT_EQ(Spans{}, spans(condition(1, kD1 + 232, kD1 + 300)));
     EXPECT_EQ((Spans{{231, 232}, {300, 301}}), spans(condition(1, kD1 + 231, kD1 + 301)));
+    // With data lengths: every block holds two packets.
+    std::vector<RecordQueryResult> withData;
+    ASSERT_EQ(0, m_retriever.queryRecordWithDataLen(condition(1, kD1, kD1 + 300), withData));
+    ASSERT_EQ(1u, withData.size());
+    ASSERT_EQ(1u, withData[0].getRecordTimeSegmentList().size());
+    EXPECT_EQ(130u * 2 * 188, withData[0].getRecordTimeSegmentList()[0].getRecordDataLength());
     // Any camera: one result per device, camera 2 from disk B only.
     EXPECT_EQ((Spans{{100, 232}, {300, 330}, {5330, 5340}, {500, 510}}), spans(condition(-1, kD1, kD1 + 6000)));
 }
