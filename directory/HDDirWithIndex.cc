@@ -498,9 +498,7 @@ void HDDirWithIndex::touchoffDiskStatusListener(RecordDirInfoEx const& info, int
         m_nLastAlarmType = alarmType;
         alarm.setMajorType(kDiskAlarmMajorType);
         alarm.setMinorType(alarmType);
-        LocalPath path;
-        std::string description = "disk";
-        if (path.create(info.getRecordRootDir())) description += path.getDeviceName();
+        std::string const description = LocalPath::getDiskAlarmDescription(info.getRecordRootDir());
         if (description.size() < 64) alarm.setDescription(description);
         alarm.setSourceId(std::to_string(info.getGroupId()) + ":" + std::to_string(info.getAttribute()));
         if (info.getDiskType() == kSdCardType) alarm.setSourceName("SDCard");

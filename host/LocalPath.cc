@@ -137,3 +137,10 @@ int LocalPath::getPartitionNumber() const {
     if (NS_LocalPath::isMmc(name) && name.find('p', 6) == std::string::npos) return 0;
     return std::stoi(name.substr(start));
 }
+
+std::string LocalPath::getDiskAlarmDescription(std::string const& path) {
+    LocalPath local;
+    std::string description = "disk";
+    if (local.create(path)) description += local.getDeviceName();
+    return description;
+}

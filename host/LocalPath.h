@@ -26,6 +26,8 @@ public:
     void setDiskPath(std::string const& diskPath);
     std::string const& getDiskPath() const { return m_strDiskPath; }
     std::string const& getDeviceName() const { return m_strDeviceName; }
+    // How a disk alarm names the disk of a path: "disk" and its device name.
+    static std::string getDiskAlarmDescription(std::string const& path);
     std::string const& getRelativePath() const { return m_strRest; }
 
     // Which disk: the letters of sd/hd/vd/xvd counted from 0 ("sda" 0,

@@ -5,6 +5,7 @@
 #include "host/Logger.h"
 #include "index/RecordFileIndexNodeInfo.h"
 #include "index/RecordIndexCache.h"
+#include "index/RecordTimeRun.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
 
 namespace NS_IRecordIndexInfoParser {
@@ -110,36 +111,43 @@ int IRecordIndexInfoParser::getRecordFileIndexNodeInfoList(RecordFileIndexNodeIn
 
 int IRecordIndexInfoParser::getRecordTimeSegment(SingleDeviceRecordQuery* query) {
     if (query == nullptr) return 0;
+    // The same runs the segment table keeps, so both answer alike.
+    std::vector<RecordTimeRun> runs;
+    getRecordTimeRuns(runs);
+    RecordTimeRun::handleEntry(runs.data(), runs.data() + runs.size(), query);
+    return 1;
+}
+
+int IRecordIndexInfoParser::getRecordTimeRuns(std::vector<RecordTimeRun>& runs) {
     WalkItem item;
-    if (!nextItem(item)) return 1;
-    long long const precision = query->getQueryTimePrecision();
-    long long segmentBegin = absoluteTime(item.nTime);
-    bool locked = item.bLocked;
-    bool alarm = item.bAlarm;
+    if (!nextItem(item)) return 0;
+    size_t const first = runs.size();
+    RecordTimeRun run;
+    run.nBegin = absoluteTime(item.nTime);
+    run.bLocked = item.bLocked;
+    run.bAlarm = item.bAlarm;
+    run.bEntry = true;
     int cur = item.nTime;
     int prevLength = item.nTimeLength;
     while (nextItem(item)) {
         // A long item's interval is an absolute offset, so one far into the
-        // entry always ends the segment.
-        bool ends = item.nTimeInterval - prevLength > precision || item.bLocked != locked ||
-                    item.bAlarm != alarm;
-        if (ends) {
-            long long segmentEnd = absoluteTime(cur + prevLength);
-            cur = item.nTime;
-            long long nextBegin = absoluteTime(cur);
-            long long hole = nextBegin - segmentEnd;
-            if (hole >= 1 && hole <= precision) segmentEnd = nextBegin;
-            query->handle(segmentBegin, segmentEnd, 0, locked, alarm);
-            segmentBegin = nextBegin;
-            locked = item.bLocked;
-            alarm = item.bAlarm;
-        } else {
-            cur = item.nTime;
+        // entry always splits.
+        int const split = item.nTimeInterval - prevLength;
+        if (split > 0 || item.bLocked != run.bLocked || item.bAlarm != run.bAlarm) {
+            run.nEnd = absoluteTime(cur + prevLength);
+            runs.push_back(run);
+            run = RecordTimeRun();
+            run.nBegin = absoluteTime(item.nTime);
+            run.nSplit = split;
+            run.bLocked = item.bLocked;
+            run.bAlarm = item.bAlarm;
         }
+        cur = item.nTime;
         prevLength = item.nTimeLength;
     }
-    query->handle(segmentBegin, absoluteTime(cur + prevLength), 0, locked, alarm);
-    return 1;
+    run.nEnd = absoluteTime(cur + prevLength);
+    runs.push_back(run);
+    return static_cast<int>(runs.size() - first);
 }
 
 int IRecordIndexInfoParser::queryRecordWithDataLen(SingleDeviceRecordQuery* query) {

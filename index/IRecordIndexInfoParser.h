@@ -2,12 +2,14 @@
 #define INDEX_IRECORDINDEXINFOPARSER_H
 
 #include <map>
+#include <vector>
 
 #include "index/RecordIndexCodec.h"
 
 class RecordFileIndexNodeInfo;
 class RecordIndexCache;
 class SingleDeviceRecordQuery;
+struct RecordTimeRun;
 
 // Reads the item area of one entry of a record index (docs/record-index.md):
 // the bytes behind the head, up to the end that getIndexEndPos finds. One
@@ -63,6 +65,9 @@ public:
     // up to the precision is hidden by moving the end up to the next begin.
     // Answers 1, or 0 for a null query.
     virtual int getRecordTimeSegment(SingleDeviceRecordQuery* query);
+    // Appends the items as runs (RecordTimeRun), the first one marked as an
+    // entry's; answers the number appended.
+    int getRecordTimeRuns(std::vector<RecordTimeRun>& runs);
     // Playable spans as start offset -> end offset, each starting at an
     // I-frame item after a gap (start of the area or a long item). interval
     // as getRecordFileTimeInterval, set to 0 when the only span would be

@@ -10,6 +10,7 @@
 #include "index/RecordCrc32.h"
 #include "index/RecordFileIndexNodeInfo.h"
 #include "index/RecordIndexFileParserEx.h"
+#include "index/RecordTimeRun.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
 
 RecordIndexFileItemParserEx::~RecordIndexFileItemParserEx() { delete[] m_pszIndexFileHeader; }
@@ -86,6 +87,14 @@ int RecordIndexFileItemParserEx::getRecordTimeSegment(SingleDeviceRecordQuery* q
     if (query != nullptr) query->updataVideoEncoderType(m_head.nEncodeType);
     IRecordIndexInfoParser* parser = initRecordIndexInfoParser();
     return parser == nullptr ? 1 : parser->getRecordTimeSegment(query);
+}
+
+int RecordIndexFileItemParserEx::getRecordTimeRuns(std::vector<RecordTimeRun>& runs) {
+    IRecordIndexInfoParser* parser = initRecordIndexInfoParser();
+    size_t const first = runs.size();
+    if (parser == nullptr || parser->getRecordTimeRuns(runs) == 0) return 0;
+    runs[first].nEncoderType = m_head.nEncodeType;
+    return static_cast<int>(runs.size() - first);
 }
 
 int RecordIndexFileItemParserEx::queryRecordWithDataLen(SingleDeviceRecordQuery* query) {

@@ -12,6 +12,7 @@
 class RecordFileIndexNodeInfo;
 class RecordIndexCache;
 class SingleDeviceRecordQuery;
+struct RecordTimeRun;
 
 // One entry of an index image: its head (read from a private, unescaped
 // copy) and, through the parser of the version the head names, its item
@@ -59,6 +60,8 @@ public:
     // item area, except the two query walks, which then answer 1.
     int getRecordFileTimeInterval();
     int getRecordTimeSegment(SingleDeviceRecordQuery* query);
+    // The entry's runs, the first carrying the head's encoder type.
+    int getRecordTimeRuns(std::vector<RecordTimeRun>& runs);
     int queryRecordWithDataLen(SingleDeviceRecordQuery* query);
     int getRecordFileSizeAndTimeInfo(int& nDataLength, int& nTime, int& nInterval);
     int getRecordIFrameIndexList(RecordIndexCache& cache);

@@ -75,6 +75,7 @@ public:
     int getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, bool bIncludeLocked);
     int getEarliestRecordFileInfo(RecordFileInfo& file);
     int queryRecordSegmentList(SingleDeviceRecordQuery* query, bool bWithDataLength);
+    int getRecordTimeRuns(std::vector<RecordTimeRun>& runs) { return m_parser.getRecordTimeRuns(runs); }
     int getRecordFileInfo(RecordInfo const& info, SafePointer<RecordFileInfo>& file, bool bForward);
     int getRecordFileInfoList(long long nBegin, long long nEnd,
                               RecordIndexParserImplEx::FileList& list);

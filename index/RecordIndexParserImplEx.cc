@@ -92,6 +92,13 @@ int RecordIndexParserImplEx::queryRecordSegmentList(SingleDeviceRecordQuery* que
     return 1;
 }
 
+int RecordIndexParserImplEx::getRecordTimeRuns(std::vector<RecordTimeRun>& runs) {
+    m_posParser.initFileIndexPosInfo();
+    bool parsed = false;
+    while (nextEntry(parsed) && parsed) m_itemParser.getRecordTimeRuns(runs);
+    return 1;
+}
+
 int RecordIndexParserImplEx::getFileNumber() { return m_posParser.getIndexPosCount(); }
 
 int RecordIndexParserImplEx::getLockFileInfo(int& nCount) {

@@ -18,6 +18,7 @@ class RecordFileIndexNodeInfo;
 class RecordIndexCache;
 class RecordOutDateFileHandler;
 class SingleDeviceRecordQuery;
+struct RecordTimeRun;
 
 // Walks the entries of one index image: every operation scans (lazily) for
 // the entries, then steps through them in file order. The image is not
@@ -53,6 +54,9 @@ public:
     // Hands the time segments of every entry to the query, with data length
     // or not; ends quietly at the first entry whose head does not parse.
     int queryRecordSegmentList(SingleDeviceRecordQuery* query, bool bWithDataLength);
+    // The runs of every entry, up to the same first unparsed head; what
+    // queryRecordSegmentList hands a query without data length.
+    int getRecordTimeRuns(std::vector<RecordTimeRun>& runs);
     int getFileNumber();
     // Number of entries with a locked item.
     int getLockFileInfo(int& nCount);

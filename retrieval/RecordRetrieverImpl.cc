@@ -10,6 +10,7 @@
 #include "foundation/ReturnCode.h"
 #include "host/DiskStateManager.h"
 #include "host/Logger.h"
+#include "tracking/RecordSegmentInfoManager.h"
 
 std::vector<RecordDirInfoEx> RecordRetrieverImpl::m_RecordDirInfoExList;
 OVMutex RecordRetrieverImpl::m_DirInfoMutex;
@@ -19,6 +20,7 @@ void RecordRetrieverImpl::setRecordDirList(std::vector<RecordDirInfoEx> const& l
     for (RecordDirInfoEx const& dir : list) {
         if (dir.getEnableFlag()) enabled.push_back(dir);
     }
+    RecordSegmentInfoManager::getInstance()->setRecordDirList(enabled);
     OV_LOCK_GUARD(guard, m_DirInfoMutex);
     m_RecordDirInfoExList.swap(enabled);
 }

@@ -10,6 +10,7 @@
 #include "index/RecordIndexFileParserEx.h"
 #include "retrieval/RecordRetrieverImpl.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
+#include "tracking/RecordSegmentQuery.h"
 
 namespace NS_RecordRetrieverImplQuery {
 
@@ -110,6 +111,7 @@ void queryBase(std::vector<RecordDirInfoEx> const& dirs, std::string const& devi
     for (std::string const& date : dates) {
         query.setDate(date);
         for (RecordDirInfoEx const& dir : dirs) {
+            if (!bWithDataLength && RecordSegmentQuery::query(deviceDir, date, dir, query) == 1) continue;
             // A day this disk cannot give is no failure: it has nothing.
             RecordIndexFileParserEx index;
             if (index.open(dir, date, deviceDir, kMainIndex, 0) == 0) continue;

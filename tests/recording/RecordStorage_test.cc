@@ -404,6 +404,10 @@ TEST_F(RecordStorageTest, LockedRecordingMarksEachDateAndCountsEachFileOnce) {
     DiskManagerFactory::resetDiskManagers();
     EXPECT_EQ(0, write(pFrame(kDay0 + 2, 'C', 4)));  // a second file; the marker is tried again
     EXPECT_EQ(0, write(pFrame(kDay0 + 3, 'D', 1)));
+    // A new date notes the day's first begin time; a new file of the same day does not.
+    long long begin = 0;
+    EXPECT_TRUE(RecordSegmentInfoManager::getInstance()->getDeviceRecordTime("NVR_10.0.0.7_2", "2024-01-01", begin));
+    EXPECT_EQ(kDay0, begin);
     Block e(1, 1, kDay0 + 86400, 2, 'E', true);
     EXPECT_EQ(0, write(e));
     std::istringstream out(testing::internal::GetCapturedStdout());
@@ -420,10 +424,6 @@ TEST_F(RecordStorageTest, LockedRecordingMarksEachDateAndCountsEachFileOnce) {
     EXPECT_EQ(Texts{e.text()}, contents("2024-01-02"));
     EXPECT_TRUE(m_disk.exists("sda1/record/NVR_10.0.0.7_2/2024-01-01/record.lock"));
     EXPECT_TRUE(m_disk.exists("sda1/record/NVR_10.0.0.7_2/2024-01-02/record.lock"));
-    // A new date records the day's first begin time; a new file of the same day does not.
-    long long begin = 0;
-    EXPECT_TRUE(RecordSegmentInfoManager::getInstance()->getDeviceRecordTime("NVR_10.0.0.7_2", "2024-01-01", begin));
-    EXPECT_EQ(kDay0, begin);
     EXPECT_TRUE(RecordSegmentInfoManager::getInstance()->getDeviceRecordTime("NVR_10.0.0.7_2", "2024-01-02", begin));
     EXPECT_EQ(kDay0 + 86400, begin);
 }
