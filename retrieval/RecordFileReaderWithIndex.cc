@@ -171,8 +171,11 @@ int RecordFileReaderWithIndex::getNextIFramePos() const {
     return next == list.end() ? -1 : next->getFilePos();
 }
 
+// The step goes to the I-frame before the chunk just returned. A chunk read
+// from the begin position counts too: left out, the step from an I-frame at
+// the begin would land on that I-frame again, and never get further back.
 int RecordFileReaderWithIndex::getPreIFramePos() const {
-    int const reference = (m_nPreReadPos >= 1 && m_nPreReadPos < m_nCurrentPos) ? m_nPreReadPos : m_nCurrentPos;
+    int const reference = m_nPreReadPos < m_nCurrentPos ? m_nPreReadPos : m_nCurrentPos;
     std::vector<RecordIndexInfo> const& list = m_iFrameList.getRecordIndexInfoList();
     int const pos = reference + m_nBeginPos;
     auto after = std::lower_bound(list.begin(), list.end(), pos,
