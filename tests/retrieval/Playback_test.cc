@@ -305,6 +305,10 @@ TEST_F(PlaybackTest, SeeksLandOnEveryIFrameAndOnTheItemOfATime) {
     }
     EXPECT_EQ(OV_RECORD_NO_PREVIOUS_I_FRAME, reader.locatePreIFrame());
     EXPECT_EQ(OV_RECORD_NO_PREVIOUS_I_FRAME, reader.locatePreIFrame(static_cast<unsigned long>(kStart - 60)));
+    // Steps with no read between them go one I-frame each.
+    for (size_t i = 1; i < iFrames.size(); ++i) ASSERT_EQ(0, reader.locateNextIFrame()) << i;
+    for (size_t i = 1; i + 1 < iFrames.size(); ++i) ASSERT_EQ(0, reader.locatePreIFrame()) << i;
+    EXPECT_TRUE(landsOn(iFrames[1]));
 
     // Times inside each file, and midnight, held by a file of the day before.
     std::vector<long long> times{kMidnight};
