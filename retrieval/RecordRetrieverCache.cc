@@ -99,13 +99,16 @@ int RecordRetrieverCache::getRecordFileInfo(long long nTime, SafePointer<RecordF
     // Copies go out: the playback keeps its current file while it searches,
     // and a search must not move that file's offsets.
     for (SafePointer<RecordFileInfoWithIndex> const& kept : m_fileList) {
+        int begin = 0;
+        int end = 0;
+        if (!isInTimeRange(nTime - kept->getRecordBeginTime(), kept->getTimeList(), bForward, begin, end)) continue;
         SafePointer<RecordFileInfo> known;
         kept->getRecordFileInfo(known);
         SafePointer<RecordFileInfo> copy(new RecordFileInfo(*known));
-        if (checkFileTimeRange(nTime, *copy, kept->getTimeList(), bForward) == 0) {
-            file = copy;
-            return 0;
-        }
+        copy->setActualBeginTimeOffset(begin);
+        copy->setActualEndTimeOffset(end);
+        file = copy;
+        return 0;
     }
     SafePointer<RecordFileInfoWithIndex> found;
     int nRet = updateRecordFileInfo(nTime, found, bForward);
@@ -242,8 +245,11 @@ int RecordRetrieverCache::getRecordFileIndexList(RecordFileInfo const& file, Rec
     int end = 0;
     for (SafePointer<RecordFileInfoWithIndex> const& kept : m_fileList) {
         if (kept->getRecordFileName() != file.getRecordFileName()) continue;
+        if (kept->getIndexList(bIFrameOnly, cache)) return 1;
         kept->getIndexPosInfo(begin, headEnd, end);
-        return m_parser.getRecordFileIndexList(begin, headEnd, end, cache, bIFrameOnly);
+        int nRet = m_parser.getRecordFileIndexList(begin, headEnd, end, cache, bIFrameOnly);
+        if (nRet == 1) kept->keepIndexList(bIFrameOnly, cache);
+        return nRet;
     }
     RecordIndexFileParserEx parser;
     if (parser.open(m_dirInfo, file.getRecordDate(), m_strDeviceDir, m_nRecordStorageType, 0) != 1) return 0;
