@@ -40,6 +40,12 @@ public:
         m_lists[bIFrameOnly] = cache;
         m_bListKept[bIFrameOnly] = true;
     }
+    void dropIndexLists() {
+        for (int kind = 0; kind < 2; ++kind) {
+            m_lists[kind] = RecordIndexCache();
+            m_bListKept[kind] = false;
+        }
+    }
 
 private:
     SafePointer<RecordFileInfo> m_pRecordFileInfo;

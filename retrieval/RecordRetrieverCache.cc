@@ -16,6 +16,7 @@ char const* const kLowestDate = "1970-01-01";
 // Whole-second file times and a capped last item leave up to two seconds
 // between the end of a span and the time that still belongs to it.
 constexpr long long kSpanSlack = 2;
+constexpr size_t kKeptIndexLists = 4;
 
 }  // namespace NS_RecordRetrieverCache
 
@@ -36,6 +37,15 @@ void RecordRetrieverCache::dropImage() {
     m_nPreDayLen = 0;
     m_strPreDate.clear();
     m_fileList.clear();
+    m_indexListUse.clear();
+}
+
+void RecordRetrieverCache::noteIndexListUse(SafePointer<RecordFileInfoWithIndex> const& file) {
+    m_indexListUse.remove(file);
+    m_indexListUse.push_front(file);
+    if (m_indexListUse.size() <= kKeptIndexLists) return;
+    m_indexListUse.back()->dropIndexLists();
+    m_indexListUse.pop_back();
 }
 
 std::list<std::string> const& RecordRetrieverCache::getDateList() {
@@ -113,7 +123,10 @@ int RecordRetrieverCache::getRecordFileInfo(long long nTime, SafePointer<RecordF
     SafePointer<RecordFileInfoWithIndex> found;
     int nRet = updateRecordFileInfo(nTime, found, bForward);
     if (nRet < 0) return -1;
-    if (nRet == 1) m_fileList.clear();
+    if (nRet == 1) {
+        m_fileList.clear();
+        m_indexListUse.clear();
+    }
     addRecordFileInfo(found);
     SafePointer<RecordFileInfo> known;
     found->getRecordFileInfo(known);
@@ -125,6 +138,7 @@ int RecordRetrieverCache::getRecordFileInfo(long long nTime, SafePointer<RecordF
 void RecordRetrieverCache::addRecordFileInfo(SafePointer<RecordFileInfoWithIndex> const& file) {
     for (auto kept = m_fileList.begin(); kept != m_fileList.end(); ++kept) {
         if ((*kept)->getRecordFileName() == file->getRecordFileName()) {
+            m_indexListUse.remove(*kept);
             m_fileList.erase(kept);
             break;
         }
@@ -245,11 +259,16 @@ int RecordRetrieverCache::getRecordFileIndexList(RecordFileInfo const& file, Rec
     int end = 0;
     for (SafePointer<RecordFileInfoWithIndex> const& kept : m_fileList) {
         if (kept->getRecordFileName() != file.getRecordFileName()) continue;
-        if (kept->getIndexList(bIFrameOnly, cache)) return 1;
+        if (kept->getIndexList(bIFrameOnly, cache)) {
+            noteIndexListUse(kept);
+            return 1;
+        }
         kept->getIndexPosInfo(begin, headEnd, end);
         int nRet = m_parser.getRecordFileIndexList(begin, headEnd, end, cache, bIFrameOnly);
-        if (nRet == 1) kept->keepIndexList(bIFrameOnly, cache);
-        return nRet;
+        if (nRet != 1) return nRet;
+        kept->keepIndexList(bIFrameOnly, cache);
+        noteIndexListUse(kept);
+        return 1;
     }
     RecordIndexFileParserEx parser;
     if (parser.open(m_dirInfo, file.getRecordDate(), m_strDeviceDir, m_nRecordStorageType, 0) != 1) return 0;
@@ -261,6 +280,7 @@ int RecordRetrieverCache::getRecordFileIndexList(RecordFileInfo const& file, Rec
 void RecordRetrieverCache::deleteFile(RecordFileInfo const& file) {
     for (auto kept = m_fileList.begin(); kept != m_fileList.end(); ++kept) {
         if ((*kept)->getRecordFileName() == file.getRecordFileName()) {
+            m_indexListUse.remove(*kept);
             m_fileList.erase(kept);
             break;
         }

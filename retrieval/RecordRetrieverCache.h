@@ -61,6 +61,7 @@ private:
     // The entry of the time on the image loaded, as a descriptor.
     bool findInImage(long long nTime, SafePointer<RecordFileInfoWithIndex>& file, bool bForward);
     void dropImage();
+    void noteIndexListUse(SafePointer<RecordFileInfoWithIndex> const& file);
 
     RecordDirInfoEx m_dirInfo;
     RecordIndexParserImplEx m_parser;  // over m_szIndexCache
@@ -68,6 +69,10 @@ private:
     int m_nIndexCacheLen = 0;
     int m_nLastUpdateTime = -1;
     std::vector<SafePointer<RecordFileInfoWithIndex>> m_fileList;
+    // The files whose seek points are kept, the latest used first; a few
+    // only, as a day of seek points for every file would not fit a small
+    // recorder.
+    std::list<SafePointer<RecordFileInfoWithIndex>> m_indexListUse;
     std::string m_strDeviceDir;
     std::string m_strCurrentDate;
     std::list<std::string> m_dateList;

@@ -53,6 +53,8 @@ int RecordRetrieverImpl::open(RecordInfo const& info, bool bIFrameOnly) {
     if (devices.empty()) return OV_RECORD_DIR_OPEN_FAILED;
     m_fileQuery.setDeviceList(devices);
     m_fileQuery.setRecordDirInfo(dirs);
+    // Caches kept from an earlier open may hold an index that has grown since.
+    m_fileQuery.updateRecordCache();
 
     nRet = updateRecordFileInfo(static_cast<long long>(getRecordBeginTime()), true);
     if (nRet != 0) return nRet;
