@@ -1,6 +1,7 @@
 #ifndef RETRIEVAL_RECORDRETRIEVERIMPL_H
 #define RETRIEVAL_RECORDRETRIEVERIMPL_H
 
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -9,7 +10,10 @@
 #include "foundation/RecordDirSpaceInfo.h"
 #include "foundation/RecordInfo.h"
 #include "foundation/RecordQuery.h"
+#include "foundation/SafePointer.h"
 #include "host/OVMutex.h"
+#include "retrieval/RecordFileReaderWithIndex.h"
+#include "retrieval/RetrieverFileQuery.h"
 
 // The work behind RecordRetriever. The directory list is process-wide; every
 // operation works on a private copy taken under m_DirInfoMutex, so a list
@@ -69,6 +73,28 @@ public:
     int close();
 
 private:
+    // ---- playback ----
+    // Makes the file that serves the time (forward: at or after it, else at
+    // or before it) the current one, with its begin and end positions.
+    int updateRecordFileInfo(long long nTime, bool bForward);
+    int openFile(SafePointer<RecordFileInfo> const& file);
+    int locateBeginFilePos();
+    int locateEndFilePos();
+    bool isDirExist() const;
+    bool isExistRecordingMark(RecordFileInfo const& file) const;
+    // A seek of the reader that keeps the impl's view in step; false when
+    // the seek failed.
+    bool setFilePos(int nPos);
+    void closeReader();
+
+    bool m_bIFrameOnly = false;
+    std::unique_ptr<RecordFileReaderWithIndex> m_pReader;  // null while closed
+    int m_nBeginPos = 0;
+    int m_nEndPos = 0;
+    SafePointer<RecordFileInfo> m_currentFile;
+    SafePointer<RecordFileInfo> m_preFile;
+    RetrieverFileQuery m_fileQuery;
+
     static std::vector<RecordDirInfoEx> m_RecordDirInfoExList;  // guarded by m_DirInfoMutex
     static OVMutex m_DirInfoMutex;
 };
