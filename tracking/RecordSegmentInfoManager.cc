@@ -21,6 +21,7 @@ constexpr double kDetectInterval = 900;  // s between looks for new devices and 
 constexpr double kRereadDelay = 600;     // s before a disk that alarmed is read again
 constexpr int kDiskAlarm = 4;
 constexpr int kPalpitationMs = 1800;
+constexpr size_t kMaxRereads = 4096;
 constexpr unsigned int kLogLimit = 51200;
 constexpr unsigned int kLogFiles = 2;
 
@@ -132,16 +133,19 @@ void RecordSegmentInfoManager::deleteDeviceDateInfo(std::string const& deviceDir
                                                     RecordDirInfoEx const& dir) {
     OV_LOCK_GUARD(tree, m_treeMutex);
     dropLocked(deviceDir, date, dir.getRecordRootDir());
-    // Without the thread nothing reads it again; the next start finds it.
-    if (!m_pThread->isRunning()) return;
     OV_LOCK_GUARD(queue, m_queueMutex);
+    // Bounded whether the thread runs or not: past the bound, the next
+    // round's look for what the table lacks reads them all the same.
+    if (m_rereads.size() >= kMaxRereads) {
+        m_rereads.clear();
+        m_bDetectSoon = true;
+    }
     m_rereads.insert(Pending{deviceDir, date, dir.getRecordRootDir()});
 }
 
 int RecordSegmentInfoManager::handleAlarm(AlarmInfoEx& alarm) {
-    if (!m_pThread->isRunning()) return 0;
     OV_LOCK_GUARD(guard, m_queueMutex);
-    m_alarms.push_back(alarm);
+    if (m_alarms.size() < kMaxRereads) m_alarms.push_back(alarm);
     return 0;
 }
 
@@ -255,6 +259,8 @@ int RecordSegmentInfoManager::handleRecordSegmentInfo() {
         OV_LOCK_GUARD(guard, m_queueMutex);
         alarms.swap(m_alarms);
         rereads.swap(m_rereads);
+        dirsChanged = m_bDetectSoon;
+        m_bDetectSoon = false;
         if (m_bDirListPending) {
             dirsChanged = true;
             m_bDirListPending = false;
@@ -303,6 +309,7 @@ void RecordSegmentInfoManager::clear() {
     }
     OV_LOCK_GUARD(guard, m_queueMutex);
     m_bDirListPending = false;
+    m_bDetectSoon = false;
     m_pendingDirs.clear();
     m_rereads.clear();
     m_alarms.clear();

@@ -114,6 +114,7 @@ private:
 
     OVMutex m_queueMutex;
     bool m_bDirListPending = false;                  // guarded by m_queueMutex
+    bool m_bDetectSoon = false;                      // guarded by m_queueMutex
     std::vector<RecordDirInfoEx> m_pendingDirs;      // guarded by m_queueMutex
     std::set<Pending> m_rereads;                     // guarded by m_queueMutex
     std::vector<AlarmInfoEx> m_alarms;               // guarded by m_queueMutex
