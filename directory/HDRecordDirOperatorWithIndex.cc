@@ -33,6 +33,30 @@ int partCount(std::string const& name) {
     return parser.Split(name.c_str(), "_");
 }
 
+// Gathers the whole paths of the date folders a walk visits; with
+// bWithRecordFile only those that hold a record file.
+class DateDirCollector : public IFileOperator {
+public:
+    DateDirCollector(RecordDirInfoEx const& dir, bool bWithRecordFile, std::set<std::string>& dateDirs)
+        : m_dir(dir), m_bWithRecordFile(bWithRecordFile), m_dateDirs(dateDirs) {}
+
+    int doAction(std::string const&, std::string const&) override { return 1; }
+    int doActionEx(std::string const& date, std::string const& deviceDir) override {
+        std::string const dateDir = BasicTool::getWholeDateDir(m_dir, BasicTool::kRecordDirName, deviceDir, date);
+        std::vector<std::string> files;
+        IDiskManager* disk = diskManagerOf(m_dir);
+        if (m_bWithRecordFile && (disk == nullptr || disk->getFileList(dateDir.c_str(), files, "*.ts", 1) <= 0))
+            return 0;
+        m_dateDirs.insert(dateDir);
+        return 0;
+    }
+
+private:
+    RecordDirInfoEx const& m_dir;
+    bool m_bWithRecordFile;
+    std::set<std::string>& m_dateDirs;
+};
+
 }  // namespace NS_HDRecordDirOperatorWithIndex
 
 using namespace NS_HDRecordDirOperatorWithIndex;
@@ -250,29 +274,8 @@ int HDRecordDirOperatorWithIndex::queryDateList(std::string const& deviceId,
 int HDRecordDirOperatorWithIndex::getMatchDateDirs(RecordInfo const& record, bool bWithRecordFile,
                                                    std::set<std::string>& dateDirs) {
     if (isUnformattedCard()) return OV_RECORD_DISK_NOT_FORMATTED;
-    std::vector<std::string> deviceDirs;
-    int nRet = getMatchDeviceDirs(record, deviceDirs);
-    if (nRet != 0) return nRet;
-    std::string const beginDate = BasicTool::getDateString(record.getRecordBeginTime());
-    std::string const endDate = BasicTool::getEndDateString(record.getRecordEndTime());
-    IDiskManager* disk = diskManagerOf(m_dirInfo);
-    for (std::string const& deviceDir : deviceDirs) {
-        std::vector<std::string> dates;
-        if (!BasicTool::getMatchDateList(m_dirInfo, BasicTool::kRecordDirName, deviceDir,
-                                         beginDate, endDate, dates)) {
-            return OV_RECORD_NO_DATE_DIR;
-        }
-        for (std::string const& date : dates) {
-            std::string const dateDir = BasicTool::getWholeDateDir(m_dirInfo, BasicTool::kRecordDirName,
-                                                                   deviceDir, date);
-            if (bWithRecordFile) {
-                std::vector<std::string> files;
-                if (disk == nullptr || disk->getFileList(dateDir.c_str(), files, "*.ts", 1) <= 0) continue;
-            }
-            dateDirs.insert(dateDir);
-        }
-    }
-    return 0;
+    DateDirCollector collector(m_dirInfo, bWithRecordFile, dateDirs);
+    return handleRecordFile(record, &collector);
 }
 
 int HDRecordDirOperatorWithIndex::getMatchDateDirList(RecordInfo const& record,

@@ -35,22 +35,13 @@ protected:
     RecordingClock m_clock{kNow};
 
     void SetUp() override {
-        for (char const* name : {"a", "b"}) {
-            RecordDirInfoEx info;
-            info.setRecordRootDir(m_dir.path(name));
-            info.setFileSegmentSize(1 << 20);
-            info.setAttribute(1);
-            info.setEnableFlag(true);
-            m_disks.emplace_back(new PlainRecordDir(info));
-            ASSERT_EQ(1, m_disks.back()->init());
-        }
+        m_disks = retrieverDisks(m_dir, {"a", "b"});
         PlainRecordDir& a = *m_disks[0];
         PlainRecordDir& b = *m_disks[1];
         m_files = {recordTestSpan(a, 1, kD1 + 100, 60), recordTestSpan(b, 1, kD1 + 160, 60),
                    recordTestSpan(b, 1, kD1 + 222, 10), recordTestSpan(a, 1, kD1 + 300, 30),
                    recordTestSpan(a, 1, kD1 + 5330, 10), recordTestSpan(a, 1, kD2 - 60, 60),
                    recordTestSpan(a, 1, kD2, 60),       recordTestSpan(b, 2, kD1 + 500, 10)};
-        setDirs({a.getRecordDirInfoEx(), b.getRecordDirInfoEx()});
     }
     void TearDown() override { RecordRetriever::setRecordDirList({}); }
 
@@ -60,24 +51,9 @@ protected:
         RecordRetriever::setRecordDirList(list);
     }
     static RecordQueryCondition condition(int camera, long long begin, long long end, int precision = 0) {
-        RecordQueryCondition c;
-        c.setDeviceId("NVR");
-        c.setDeviceIP("10.0.0.7");
-        c.setCameraId(camera);
-        c.setRecordBeginTime(static_cast<unsigned long>(begin));
-        c.setRecordEndTime(static_cast<unsigned long>(end));
-        c.setRecordQueryTimePrecision(precision);
-        return c;
+        return testCondition(camera, begin, end, precision);
     }
-    static RecordInfo range(int camera, long long begin, long long end) {
-        RecordInfo info;
-        info.setDeviceId("NVR");
-        info.setDeviceIP("10.0.0.7");
-        info.setCameraId(camera);
-        info.setRecordBeginTime(static_cast<unsigned long>(begin));
-        info.setRecordEndTime(static_cast<unsigned long>(end));
-        return info;
-    }
+    static RecordInfo range(int camera, long long begin, long long end) { return testRange(camera, begin, end); }
     // Segments relative to day 1, or -1 as a failure code.
     Spans spans(RecordQueryCondition const& c) {
         std::vector<RecordQueryResult> results;

@@ -11,6 +11,7 @@
 #include "host/HostClock.h"
 #include "host/OrvaneTime.h"
 #include "recording/TSRecordWriterWithIndex.h"
+#include "retrieval/RecordRetriever.h"
 #include "tests/support/TestBlock.h"
 
 SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked) {
@@ -54,6 +55,45 @@ SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long lon
 
 SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds, bool lock) {
     return record(dir, camera, begin, seconds, 1, lock);
+}
+
+RecordInfo testRange(int camera, long long begin, long long end) {
+    RecordInfo info;
+    info.setDeviceId("NVR");
+    info.setDeviceIP("10.0.0.7");
+    info.setCameraId(camera);
+    info.setRecordBeginTime(static_cast<unsigned long>(begin));
+    info.setRecordEndTime(static_cast<unsigned long>(end));
+    return info;
+}
+
+RecordQueryCondition testCondition(int camera, long long begin, long long end, int precision) {
+    RecordQueryCondition c;
+    c.setDeviceId("NVR");
+    c.setDeviceIP("10.0.0.7");
+    c.setCameraId(camera);
+    c.setRecordBeginTime(static_cast<unsigned long>(begin));
+    c.setRecordEndTime(static_cast<unsigned long>(end));
+    c.setRecordQueryTimePrecision(precision);
+    return c;
+}
+
+std::vector<std::unique_ptr<PlainRecordDir>> retrieverDisks(TempDir const& dir,
+                                                           std::vector<std::string> const& names) {
+    std::vector<std::unique_ptr<PlainRecordDir>> disks;
+    std::vector<RecordDirInfo> list;
+    for (std::string const& name : names) {
+        RecordDirInfoEx info;
+        info.setRecordRootDir(dir.path(name));
+        info.setFileSegmentSize(1 << 20);
+        info.setAttribute(1);
+        info.setEnableFlag(true);
+        disks.emplace_back(new PlainRecordDir(info));
+        EXPECT_EQ(1, disks.back()->init());
+        list.push_back(RecordDirInfoEx::changeToRecordDirInfo(info));
+    }
+    RecordRetriever::setRecordDirList(list);
+    return disks;
 }
 
 RecordingClock::RecordingClock(long long now) {

@@ -1,9 +1,16 @@
 #ifndef TESTS_SUPPORT_TESTRECORDING_H
 #define TESTS_SUPPORT_TESTRECORDING_H
 
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "directory/IRecordDir.h"
+#include "directory/PlainRecordDir.h"
 #include "foundation/RecordFileInfo.h"
+#include "foundation/RecordQuery.h"
 #include "foundation/SafePointer.h"
+#include "tests/support/TempDir.h"
 
 // Device "NVR" at 10.0.0.7, camera `camera`, a file beginning at `begin`.
 SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked = false);
@@ -16,6 +23,15 @@ SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long lon
 // entry that spans [begin, begin + seconds).
 SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds,
                                            bool lock = false);
+
+// Device "NVR" at 10.0.0.7, camera `camera`, over [begin, end).
+RecordInfo testRange(int camera, long long begin, long long end);
+RecordQueryCondition testCondition(int camera, long long begin, long long end, int precision = 0);
+
+// Plain record directories in the named folders of `dir` (1 MiB segments,
+// enabled, taking locks and deletions), the retriever's list from now on.
+std::vector<std::unique_ptr<PlainRecordDir>> retrieverDisks(TempDir const& dir,
+                                                           std::vector<std::string> const& names);
 
 // For a test's lifetime: local time is UTC, the host clock stands frozen at
 // `now` (seconds; shifts still move it), and the last-file memory starts and

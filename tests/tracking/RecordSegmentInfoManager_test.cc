@@ -39,21 +39,10 @@ protected:
 
     void SetUp() override {
         m_table->clear();
-        for (char const* name : {"a", "b"}) {
-            RecordDirInfoEx info;
-            info.setRecordRootDir(m_dir.path(name));
-            info.setFileSegmentSize(1 << 20);
-            info.setAttribute(1);
-            info.setEnableFlag(true);
-            m_disks.emplace_back(new PlainRecordDir(info));
-            ASSERT_EQ(1, m_disks.back()->init());
-        }
+        m_disks = retrieverDisks(m_dir, {"a", "b"});
         for (long long begin : {100, 160, 400, 3000}) m_files.push_back(recordTestSpan(*m_disks[0], 1, kD1 + begin, 60));
         m_files.push_back(recordTestSpan(*m_disks[1], 1, kD1 + 220, 60));
         m_files.push_back(recordTestSpan(*m_disks[0], 1, kD1 + kDay + 50, 60));
-        std::vector<RecordDirInfo> list;
-        for (auto const& disk : m_disks) list.push_back(RecordDirInfoEx::changeToRecordDirInfo(disk->getRecordDirInfoEx()));
-        RecordRetriever::setRecordDirList(list);
     }
     void TearDown() override {
         RecordRetriever::setRecordDirList({});
@@ -62,12 +51,7 @@ protected:
 
     RecordDirInfoEx disk(int n) const { return m_disks[n]->getRecordDirInfoEx(); }
     static RecordQueryCondition condition(int precision, bool lockOnly = false) {
-        RecordQueryCondition c;
-        c.setDeviceId("NVR");
-        c.setDeviceIP("10.0.0.7");
-        c.setCameraId(1);
-        c.setRecordBeginTime(static_cast<unsigned long>(kD1));
-        c.setRecordQueryTimePrecision(precision);
+        RecordQueryCondition c = testCondition(1, kD1, 0, precision);
         c.setLockFlag(lockOnly);
         return c;
     }
@@ -133,12 +117,7 @@ TEST_F(SegmentTableTest, AnswersAsTheIndexAfterEveryChangeThatReachesTheDisk) {
         m_table->handleRecordSegmentInfo();
         expectAgreement();
     };
-    RecordInfo range;
-    range.setDeviceId("NVR");
-    range.setDeviceIP("10.0.0.7");
-    range.setCameraId(1);
-    range.setRecordBeginTime(kD1 + 150);
-    range.setRecordEndTime(kD1 + 250);
+    RecordInfo range = testRange(1, kD1 + 150, kD1 + 250);
     EXPECT_EQ(0, m_retriever.lockRecordFile(range));
     rounds("lock");
     EXPECT_EQ(0, m_retriever.unlockRecordFile(range));
