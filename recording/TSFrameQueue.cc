@@ -597,7 +597,12 @@ int TSFrameQueue::pushSnapshotAVData(FrameRef const& frame) {
             return -2;
         }
         while (cacheIsFull(n)) {
-            if (discardDataBlock() <= 0) return 0;
+            // Nothing more can go while the writer holds the oldest picture:
+            // this one is not kept, and is counted as lost.
+            if (discardDataBlock() <= 0) {
+                ++m_nFrameQueueLost;
+                return 0;
+            }
         }
     }
     int const length = static_cast<int>(frame.nLength);
@@ -773,6 +778,15 @@ void TSFrameQueue::popAVData() {
 
 bool TSFrameQueue::frontAVData(TSAVData** out) {
     if (m_bSnapshot) return frontSanpAVData(out);
+    return frontBlock(out);
+}
+
+// The same hand-out as for TS blocks, under the pop lock: a push that
+// evicts old pictures must see the one handed out and pass it, or it would
+// free and overwrite bytes the writer is still reading.
+bool TSFrameQueue::frontSanpAVData(TSAVData** out) { return frontBlock(out); }
+
+bool TSFrameQueue::frontBlock(TSAVData** out) {
     bool bCorrupt = false;
     {
         OV_LOCK_GUARD(popGuard, m_popMutex);
@@ -783,10 +797,13 @@ bool TSFrameQueue::frontAVData(TSAVData** out) {
         MarkData mark;
         if (!peekFrontMark(mark)) return false;
         if (mark.getIsInvalid()) return true;
-        long long const milliseconds = (mark.getLastFrameTimeStamp() - mark.getFirstFrameTimeStamp()) / 1000;
-        int timeLength = static_cast<int>(milliseconds / 1000);
-        if (milliseconds % 1000 > 500) ++timeLength;
-        int const length = mark.getFrameTotalLength();
+        int timeLength = 0;
+        if (!m_bSnapshot) {
+            long long const milliseconds = (mark.getLastFrameTimeStamp() - mark.getFirstFrameTimeStamp()) / 1000;
+            timeLength = static_cast<int>(milliseconds / 1000);
+            if (milliseconds % 1000 > 500) ++timeLength;
+        }
+        int const length = recordLength(mark);
         int const through = spanThrough(mark);
         if (through < 0) {
             CommonLog::writeBugLog("error", __FILE__, __LINE__);
@@ -796,7 +813,8 @@ bool TSFrameQueue::frontAVData(TSAVData** out) {
         }
         if (through != length) CommonLog::writeBugLog("block data out of step with its mark", __FILE__, __LINE__);
         char* data = m_pDataQueue->getAddress(mark.getOffset());
-        if (length <= 0 || static_cast<unsigned char>(data[0]) != kSyncByte) {
+        // A TS block begins with a sync byte; a picture is taken as it is.
+        if (length <= 0 || (!m_bSnapshot && static_cast<unsigned char>(data[0]) != kSyncByte)) {
             CommonLog::writeBugLog("unequal 0x47", __FILE__, __LINE__);
             bCorrupt = true;
         } else {
@@ -821,30 +839,6 @@ bool TSFrameQueue::frontAVData(TSAVData** out) {
     // The pop lock is let go first: push before pop is the only order.
     if (bCorrupt) clean();
     return false;
-}
-
-bool TSFrameQueue::frontSanpAVData(TSAVData** out) {
-    MarkData mark;
-    if (!peekFrontMark(mark)) return false;
-    if (mark.getIsInvalid()) return true;
-    int const length = mark.getSnapDataLen();
-    if (spanThrough(mark) < 0) {
-        std::fprintf(stderr, "%s:%d: Assertion `false' failed.\n", __FILE__, __LINE__);
-        std::abort();
-    }
-    m_outData->setData(m_pDataQueue->getAddress(mark.getOffset()), static_cast<unsigned int>(length));
-    m_outData->setDataTimeLength(0);
-    m_outData->setDaylightSavingTime(mark.getDaylightSavingTime());
-    m_outData->setESStreamType(mark.getESStreamType());
-    m_outData->setFrameType(mark.getFrameType());
-    m_outData->setImageHeight(mark.getImageHeight());
-    m_outData->setImageWidth(mark.getImageWidth());
-    m_outData->setTimeStamp(mark.getTimeStamp());
-    m_outData->setTimeZone(mark.getTimeZone());
-    m_outData->setEncoderType(mark.getEncoderType());
-    m_outData->setDiscontinuityIndicator(mark.getDiscontinuityIndicator());
-    if (out != nullptr) *out = m_outData;
-    return true;
 }
 
 bool TSFrameQueue::fillRawFrame(AVData* out, bool bOnlyOne) {

@@ -153,6 +153,8 @@ private:
     bool passHandedOutBlock();
     bool basePopAVData(bool& bIFrame, int& nFrameNum, int& nBytes);
     bool frontSanpAVData(TSAVData** out);
+    // The front block or picture handed out, marked as held.
+    bool frontBlock(TSAVData** out);
     bool fillRawFrame(AVData* out, bool bOnlyOne);
     bool updataTSFrameData(long long nTimeStamp);
     // Both mutexes must be held.

@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -549,6 +550,61 @@ TEST_F(TSFrameQueueTest, SnapshotModeKeepsJpegPicturesAsTheyAre) {
     queue.setPreRecordTime(0);
     EXPECT_EQ(Results{-3}, push(queue, {jpeg}));
     EXPECT_TRUE(queue.isEmpty());
+}
+
+// A writer thread holds each picture while three more come in and push the
+// oldest out: the one held is passed, never freed under the writer.
+TEST_F(TSFrameQueueTest, SnapshotPictureHeldByTheWriterSurvivesPushesThatEvict) {
+    TSFrameQueue queue(20000);
+    queue.setSnapshot(true);
+    queue.setPreRecordFlag(true);
+    queue.setPreRecordTime(1000);  // evict by size only
+    int const kPictures = 30;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int pushed = 0;  // this and target guarded by mutex
+    int target = 0;  // the writer lets the producer push up to here
+    Results tags;
+    std::thread writer([&] {
+        for (TSAVData* out = nullptr;; out = nullptr) {
+            bool const got = queue.frontAVData(&out);
+            if (got && out == nullptr) {
+                queue.popAVData();
+                continue;
+            }
+            std::unique_lock<std::mutex> lock(mutex);
+            if (!got && pushed >= kPictures) return;
+            std::string const copy = got ? bytesOf(out) : std::string();
+            target = std::min(kPictures, pushed + (got ? 3 : 1));
+            changed.notify_all();
+            changed.wait(lock, [&] { return pushed >= target; });
+            lock.unlock();
+            if (!got) continue;
+            EXPECT_EQ(copy, bytesOf(out));
+            tags.push_back(tagOf(std::vector<char>(copy.begin(), copy.end())));
+            queue.popAVData();
+        }
+    });
+    for (int p = 1; p <= kPictures; ++p) {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return pushed < target; });
+        lock.unlock();
+        AVData jpeg = frame(1, 1, kT0 + p * kSecond, 3000, p);
+        jpeg.setEncoderType(2);
+        EXPECT_EQ(0, queue.pushAVData(&jpeg)) << p;
+        lock.lock();
+        ++pushed;
+        changed.notify_all();
+    }
+    writer.join();
+    // Every picture held came out whole; the others were pushed out, or not
+    // kept while the writer held the oldest, and all of them are counted.
+    EXPECT_TRUE(std::is_sorted(tags.begin(), tags.end()) && !tags.empty() && tags.front() == 1)
+        << ::testing::PrintToString(tags);
+    EXPECT_EQ(std::set<int>(tags.begin(), tags.end()).size(), tags.size());
+    EXPECT_GT(queue.getFrameQueueDiscard(), 0u);
+    EXPECT_EQ(static_cast<unsigned long long>(kPictures) - tags.size(), queue.getFrameQueueLost())
+        << ::testing::PrintToString(tags);
 }
 
 // The shipped CIF stream and A-law audio through the queue, read back by ffmpeg.
