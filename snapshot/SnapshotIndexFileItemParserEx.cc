@@ -63,6 +63,12 @@ int SnapshotIndexFileItemParserEx::getFileSizeAndTimeInterval(int& nSize, int& n
     return 0;
 }
 
+int SnapshotIndexFileItemParserEx::getLastBurstMode() const {
+    SnapshotIndexItemEx entry;
+    if (getItemCount() == 0 || entry.parse(item(getItemCount() - 1), kItemSize) == 0) return -1;
+    return entry.getBurstMode();
+}
+
 int SnapshotIndexFileItemParserEx::getIndexItemDataLen(long long nTime) const {
     int length = -1;
     int pos = 0;

@@ -37,6 +37,8 @@ public:
     int getFileSize() const;
     // Size as above and the last item's time stamp; 0 and 0 without items.
     int getFileSizeAndTimeInterval(int& nSize, int& nInterval) const;
+    // The last item's burst mode; -1 without items.
+    int getLastBurstMode() const;
     // Length of the first item at exactly nTime (ms); -1 when none.
     int getIndexItemDataLen(long long nTime) const;
     // Length and data file position of the first item at exactly nTime

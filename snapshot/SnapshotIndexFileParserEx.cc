@@ -8,6 +8,7 @@
 #include "host/FileFactory.h"
 #include "host/GlobalEnv.h"
 #include "snapshot/SnapshotIndexCodec.h"
+#include "snapshot/SnapshotUseableFileDir.h"
 
 namespace NS_SnapshotIndexFileParserEx {
 // A day of pictures every 10 ms is about 78 MiB of items; more is damage.
@@ -152,9 +153,14 @@ int SnapshotIndexFileParserEx::deleteFile(SnapshotQueryCondition const& conditio
 }
 
 int SnapshotIndexFileParserEx::getIndexPosByFileName(char const* fileName, int& nBegin, int& nHeadEnd, int& nEnd) {
+    return fileName == nullptr ? -1 : getIndexPosByFileName(std::string(fileName), nBegin, nHeadEnd, nEnd);
+}
+
+int SnapshotIndexFileParserEx::getIndexPosByFileName(std::string const& fileName, int& nBegin, int& nHeadEnd,
+                                                     int& nEnd) {
     int found = -1;
     forEachEntry([&](SnapshotIndexFileItemParserEx& entry, int begin) {
-        if (fileName == nullptr || entry.getSnapshotFileName() != fileName) return true;
+        if (entry.getSnapshotFileName() != fileName) return true;
         nBegin = begin;
         nHeadEnd = begin + entry.getHeadLength() - 1;
         nEnd = begin + entry.getTotalLength() - 1;
@@ -169,7 +175,7 @@ int SnapshotIndexFileParserEx::deleteFile(std::string const& fileName, bool& bEm
     int headEnd = 0;
     int end = 0;
     bEmpty = false;
-    if (getIndexPosByFileName(fileName.c_str(), begin, headEnd, end) != 0) return 0;
+    if (getIndexPosByFileName(fileName, begin, headEnd, end) != 0) return 0;
     SnapshotIndexFileItemParserEx entry;
     entry.setIndexFileInfo(m_image.data() + begin, headEnd - begin + 1, end - begin + 1);
     entry.deleteIndexFileInfo();
@@ -188,6 +194,35 @@ bool SnapshotIndexFileParserEx::deleteSnapshotFile(char const* fileName) {
     if (disk == nullptr || fileName == nullptr) return false;
     std::string const path = getDateDir() + BasicTool::kSeparator + fileName;
     return disk->isFileExist(path.c_str()) != 1 || disk->deleteFile(path.c_str());
+}
+
+// The data file leaves first: a power cut between the two leaves an entry
+// whose file is gone, which the next pass removes, never a data file that
+// no entry names and nothing would ever reclaim.
+int SnapshotIndexFileParserEx::deleteOutDateFile(SafePointer<SnapshotUseableFileDir>& pool, long long nTime,
+                                                 bool& bEmpty) {
+    std::vector<std::string> names;
+    forEachEntry([&](SnapshotIndexFileItemParserEx& entry, int) {
+        if (entry.getSnapshotFileEndTime() < nTime) names.push_back(entry.getSnapshotFileName());
+        return true;
+    });
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(m_dirInfo.getDiskType(), m_dirInfo.getFileSystemFormat());
+    int removed = 0;
+    bEmpty = getFileNum() == 0;
+    for (std::string const& name : names) {
+        std::string const path = getDateDir() + BasicTool::kSeparator + name;
+        if (disk == nullptr || disk->isFileExist(path.c_str()) != 1) {
+            GlobalEnv::print("SnapshotIndexFileParserEx::deleteFileInSegment(), file[%s] has benn deleted by manual \n",
+                             path.c_str());
+        } else if (pool.isNull() || !pool->deleteFile(path)) {
+            continue;
+        }
+        GlobalEnv::print("\n>>>>>>>>>>>SnapshotIndexFileParserEx::deleteOutDateFile(), delete file[%s] <<<<<<<<<<<<<<<<<\n",
+                         path.c_str());
+        if (deleteFile(name, bEmpty) < 0) return -1;
+        ++removed;
+    }
+    return removed;
 }
 
 int SnapshotIndexFileParserEx::getEarliestRecordFileInfo(EarliestFileInfoList& list, int, bool) {
@@ -215,6 +250,7 @@ int SnapshotIndexFileParserEx::getLastestFileInfo(RecordFileInfo& file) {
         file.setRecordBeginTime(entry.getSnapshotBeginTime());
         file.setRecordEndTime(entry.getSnapshotFileEndTime() / 1000);
         file.setRecordFileLength(entry.getFileSize());
+        file.setBurstMode(entry.getLastBurstMode());
         file.setRecordDate(m_strDate);
         file.setRecordDirInfoEx(m_dirInfo);
         found = 0;

@@ -16,6 +16,7 @@
 #include "snapshot/SnapshotQueryCondition.h"
 
 class EarliestFileInfoList;
+class SnapshotUseableFileDir;
 
 // The data-file snapshot index of one device dir and date,
 // <root>/snapshot/<device dir>/<date>/<device dir>_<date>.index, read
@@ -51,11 +52,16 @@ public:
     // Paints the entry of the data file FF: 1, 0 unknown name, -1 not
     // written. bEmpty: no entry is left.
     int deleteFile(std::string const& fileName, bool& bEmpty);
+    // Entries that ended before nTime (ms): each data file goes back to the
+    // pool (or was gone already), then its entry is painted. The number of
+    // entries removed, or -1 when the index could not be written.
+    int deleteOutDateFile(SafePointer<SnapshotUseableFileDir>& pool, long long nTime, bool& bEmpty);
     // Deletes the data file of this date by name; true when it is gone.
     bool deleteSnapshotFile(char const* fileName);
     // Offers every entry to the list as a file of its begin time.
     int getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, bool bSkip);
-    // The last entry: its data file name, begin time, date and directory;
+    // The last entry: its data file name, begin time, end time, length,
+    // last burst mode, date and directory;
     // 0, or -1 without entries.
     int getLastestFileInfo(RecordFileInfo& file);
     long long getTotalFileSize();
@@ -67,6 +73,8 @@ public:
     int getFileLenAndIndexInfo(int& nSize, int& nOffset, int& nLength);
     // The entry of the data file: 0, or -1 when none names it.
     int getIndexPosByFileName(char const* fileName, int& nBegin, int& nHeadEnd, int& nEnd);
+    // The same for any name, also one that a damaged head gave with a 00 in it.
+    int getIndexPosByFileName(std::string const& fileName, int& nBegin, int& nHeadEnd, int& nEnd);
     std::string getIndexFileName() const;
     std::string getDateDir() const;
 
