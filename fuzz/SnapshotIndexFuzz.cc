@@ -90,11 +90,16 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
             parser.query(all, list, 0);
             EarliestFileInfoList earliest(10);
             parser.getEarliestRecordFileInfo(earliest, 10, false);
-            parser.getTotalFileSize();
+            long long const total = parser.getTotalFileSize();
             for (SnapshotFile const& file : list) {
+                // Found or not (an entry's end is its last item's time, which
+                // damage may put before another item's), a picture lies
+                // inside what the items count.
                 SafePointer<SnapshotImageDataInfo> image(new SnapshotImageDataInfo());
                 parser.getImageDataInfo(file.getTime(), image);
-                FUZZ_CHECK(image->getImageDataLen() >= 0);
+                FUZZ_CHECK(image->getImageDataLen() < 0 ||
+                           (image->getImageFilePos() >= 0 &&
+                            image->getImageFilePos() + static_cast<long long>(image->getImageDataLen()) <= total));
             }
             if (!list.empty()) parser.deleteImage(list.front().getTime());
             parser.deleteFile(all);

@@ -139,14 +139,12 @@ bool SnapshotDirOperatorEx::isInContion(std::string const& deviceDir, std::vecto
     return false;
 }
 
-int SnapshotDirOperatorEx::getEarliestFileList(EarliestFileInfoList& list,
-                                               std::vector<RecordDeviceDirPolicy> const& policies,
-                                               bool bIncludeLocked, int nCount) {
+bool SnapshotDirOperatorEx::getCycleWriteDays(std::vector<RecordDeviceDirPolicy> const& policies,
+                                              std::vector<std::pair<std::string, std::string>>& days) {
     IDiskManager* manager = disk();
     std::string const root = m_dirInfo.getRecordRootDir() + BasicTool::kSeparator + BasicTool::kSnapshotDirName;
     std::vector<std::string> devices;
-    if (manager == nullptr || manager->getDirList(root.c_str(), devices) < 0) return -1;
-    std::vector<std::pair<std::string, std::string>> days;  // date, device dir
+    if (manager == nullptr || manager->getDirList(root.c_str(), devices) < 0) return false;
     for (std::string const& deviceDir : devices) {
         if (!isInContion(deviceDir, policies)) continue;
         std::vector<std::string> dates;
@@ -154,11 +152,30 @@ int SnapshotDirOperatorEx::getEarliestFileList(EarliestFileInfoList& list,
         for (std::string const& date : dates) days.emplace_back(date, deviceDir);
     }
     std::sort(days.begin(), days.end());
+    return true;
+}
+
+int SnapshotDirOperatorEx::getEarliestDateList(std::vector<RecordDeviceDirPolicy> const& policies,
+                                               std::set<std::string>& dates) {
+    std::vector<std::pair<std::string, std::string>> days;
+    if (!getCycleWriteDays(policies, days)) return -1;
+    for (auto const& day : days) dates.insert(day.first);
+    return 0;
+}
+
+int SnapshotDirOperatorEx::getEarliestFileList(EarliestFileInfoList& list,
+                                               std::vector<RecordDeviceDirPolicy> const& policies,
+                                               bool, int nCount, std::string const& date) {
+    std::vector<std::pair<std::string, std::string>> days;
+    if (!getCycleWriteDays(policies, days)) return -1;
+    std::map<std::string, std::string> newest;  // device dir -> its last date
+    for (auto const& day : days) newest[day.second] = day.first;
     for (auto const& day : days) {
         if (list.getFileCount() >= list.getMaxCount()) break;
+        if (!date.empty() && day.first != date) continue;
         SnapshotIndexFileParserEx parser;
         if (parser.open(m_dirInfo, day.first, day.second) == 1)
-            parser.getEarliestRecordFileInfo(list, nCount, bIncludeLocked);
+            parser.getEarliestRecordFileInfo(list, nCount, newest[day.second] == day.first);
     }
     return 0;
 }

@@ -2,7 +2,9 @@
 #define SNAPSHOT_SNAPSHOTDIROPERATOREX_H
 
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "directory/IRecordDirOperator.h"
@@ -36,11 +38,14 @@ public:
     // For each policy with save days: the entries of its channel that ended
     // before now - days go back to the pool, date by date up to that date.
     int deleteOutDateFile(std::vector<RecordDeviceDirPolicy> const& policies, SafePointer<SnapshotUseableFileDir>& pool);
-    // The channels of cycle-writing policies, their dates oldest first, each
-    // date's entries offered to the list until it is full. 0, or -1 when the
-    // snapshot folder can't be listed.
+    // The channels of cycle-writing policies, their dates oldest first (only
+    // `date` when one is given), each date's entries offered to the list
+    // until it is full. A channel's newest entry is never offered: its
+    // session may be writing it. 0, or -1 when the folder can't be listed.
     int getEarliestFileList(EarliestFileInfoList& list, std::vector<RecordDeviceDirPolicy> const& policies,
-                            bool bIncludeLocked, int nCount);
+                            bool bIncludeLocked, int nCount, std::string const& date = std::string());
+    // The dates of the cycle-writing channels; 0, or -1 as above.
+    int getEarliestDateList(std::vector<RecordDeviceDirPolicy> const& policies, std::set<std::string>& dates);
     // Data files in the date folders.
     int getTotalFileNumber();
     // A policy of the device dir's channel that writes cyclically.
@@ -66,6 +71,10 @@ public:
 private:
     IDiskManager* disk() const;
     std::vector<std::string> getDeviceDirList();
+    // (date, device dir) of the cycle-writing channels, oldest first; false
+    // when the folder can't be listed.
+    bool getCycleWriteDays(std::vector<RecordDeviceDirPolicy> const& policies,
+                           std::vector<std::pair<std::string, std::string>>& days);
 
     SafePointer<SnapshotUseableFileDir> m_pool;
 };

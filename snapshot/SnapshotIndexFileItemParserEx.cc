@@ -1,5 +1,7 @@
 #include "snapshot/SnapshotIndexFileItemParserEx.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -54,12 +56,15 @@ int SnapshotIndexFileItemParserEx::getFileSize() const {
 int SnapshotIndexFileItemParserEx::getFileSizeAndTimeInterval(int& nSize, int& nInterval) const {
     nSize = 0;
     nInterval = 0;
+    long long size = 0;
     SnapshotIndexItemEx entry;
     for (int i = 0; i < getItemCount(); ++i) {
         if (entry.parse(item(i), kItemSize) == 0) return -1;
-        nSize += entry.getFileSize();
+        size += entry.getFileSize();
         nInterval = static_cast<int>(entry.getTimeStamp());
     }
+    // Only damage sums past what a data file can hold.
+    nSize = static_cast<int>(std::min<long long>(size, INT_MAX));
     return 0;
 }
 
@@ -80,6 +85,7 @@ int SnapshotIndexFileItemParserEx::getImageDataLenAndFilePos(long long nTime, in
     long long pos = 0;
     for (int i = 0; i < getItemCount(); ++i) {
         entry.parse(item(i), kItemSize);
+        if (pos > INT_MAX) break;  // damage: no data file reaches there
         if (m_nBeginTime * 1000 + entry.getTimeStamp() == nTime) {
             nLength = entry.getFileSize();
             nPos = static_cast<int>(pos);

@@ -225,8 +225,10 @@ int SnapshotIndexFileParserEx::deleteOutDateFile(SafePointer<SnapshotUseableFile
     return removed;
 }
 
-int SnapshotIndexFileParserEx::getEarliestRecordFileInfo(EarliestFileInfoList& list, int, bool) {
+int SnapshotIndexFileParserEx::getEarliestRecordFileInfo(EarliestFileInfoList& list, int, bool bSkipLast) {
+    int left = getFileNum() - (bSkipLast ? 1 : 0);
     forEachEntry([&](SnapshotIndexFileItemParserEx& entry, int) {
+        if (left-- <= 0) return false;
         SafePointer<RecordFileInfo> file(new RecordFileInfo());
         file->setDeviceId(m_deviceParser.getDeviceId());
         file->setDeviceIP(m_deviceParser.getDeviceIP());

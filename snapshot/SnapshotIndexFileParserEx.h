@@ -58,8 +58,9 @@ public:
     int deleteOutDateFile(SafePointer<SnapshotUseableFileDir>& pool, long long nTime, bool& bEmpty);
     // Deletes the data file of this date by name; true when it is gone.
     bool deleteSnapshotFile(char const* fileName);
-    // Offers every entry to the list as a file of its begin time.
-    int getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, bool bSkip);
+    // Offers every entry to the list as a file of its begin time; with
+    // bSkipLast all but the last, which a session may still be writing.
+    int getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, bool bSkipLast);
     // The last entry: its data file name, begin time, end time, length,
     // last burst mode, date and directory;
     // 0, or -1 without entries.

@@ -108,6 +108,24 @@ int SnapshotRecordDirEx::getEarliestFileList(std::vector<RecordDeviceDirPolicy> 
     return m_operator->getEarliestFileList(list, policies, bIncludeLocked, nCount);
 }
 
+int SnapshotRecordDirEx::getEarliestDateList(std::vector<RecordDeviceDirPolicy> const& policies,
+                                             std::set<std::string>& dates) {
+    if (!m_bInit) return 0;
+    return m_operator->getEarliestDateList(policies, dates);
+}
+
+int SnapshotRecordDirEx::deleteEarliestDateFile(std::vector<RecordDeviceDirPolicy> const& policies,
+                                                std::string const& date, int n) {
+    if (!m_bInit || n <= 0) return 0;
+    EarliestFileInfoList list(n);
+    list.setRecordDirPolicyList(policies);
+    if (m_operator->getEarliestFileList(list, policies, false, n, date) != 0) return 0;
+    list.sort();
+    int moved = 0;
+    for (SafePointer<RecordFileInfo> const& file : list.getFileInfoList()) moved += deleteFile(file);
+    return moved;
+}
+
 int SnapshotRecordDirEx::deleteEarliestFile(std::vector<RecordDeviceDirPolicy> const& policies) {
     setDirPolicyList(policies);
     return cleanSpace(1) == 1 ? 0 : -1;

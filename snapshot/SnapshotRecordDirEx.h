@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,12 @@ public:
     long long getWriteSpeed() override { return m_speed.getRecordSpeed(); }
     int getEarliestFileList(std::vector<RecordDeviceDirPolicy> const& policies, EarliestFileInfoList& list,
                             bool bIncludeLocked, int nCount) override;
+    // The dates that deleteEarliestDateFile can free files of.
+    int getEarliestDateList(std::vector<RecordDeviceDirPolicy> const& policies, std::set<std::string>& dates) override;
+    // Up to n of the date's oldest data files go back to the pool, where
+    // the next request finds them: the number moved.
+    int deleteEarliestDateFile(std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date,
+                               int n) override;
     // Frees one file: 0, or -1 when none could be.
     int deleteEarliestFile(std::vector<RecordDeviceDirPolicy> const& policies) override;
     // The data file goes back to the pool, then its entry leaves the index:

@@ -144,23 +144,27 @@ TEST_F(SnapshotDirTest, DeletedAndOutdatedFilesGoBackToThePool) {
     EXPECT_EQ(2, free);
 }
 
-TEST_F(SnapshotDirTest, CleanSpaceDeletesPoolFilesThenTheOldestOfCycleWriters) {
+TEST_F(SnapshotDirTest, SpaceComesFromPoolFilesThenTheOldestOfCycleWritersNeverTheNewest) {
     SafePointer<RecordFileInfo> gone = take(kNow - 7200);
     SafePointer<RecordFileInfo> oldest = take(kNow - 3600);
+    SafePointer<RecordFileInfo> spare = take(kNow - 1800);
     SafePointer<RecordFileInfo> newest = take(kNow);
     ASSERT_TRUE(dir->hasFreeSpace());  // one unused pool file
-    ASSERT_TRUE(root.writeFile(pathOf(gone), "") && std::remove(root.path(pathOf(gone)).c_str()) == 0);
+    ASSERT_EQ(0, std::remove(root.path(pathOf(gone)).c_str()));
     dir->setDirPolicyList(policy(false, 0));
     EXPECT_EQ(1, dir->cleanSpace(2));  // a channel that keeps by days offers nothing
     dir->setDirPolicyList(policy(true, 0));
     EXPECT_EQ(0, dir->cleanSpace(1));  // the entry of a file already gone is dropped
     EXPECT_EQ(1, dir->cleanSpace(1));
     EXPECT_FALSE(root.exists(pathOf(oldest)));
-    EXPECT_TRUE(root.exists(pathOf(newest)));
+    // The group's way: files of a date back to the pool, the session's own kept.
+    EXPECT_EQ(1, dir->deleteEarliestDateFile(policy(true, 0), "2024-03-05", 5));
+    EXPECT_EQ(1, dir->getUseableFileDir()->getFileNumber());
+    EXPECT_FALSE(root.exists(pathOf(spare)));
     SnapshotIndexFileParserEx parser;
     ASSERT_EQ(1, parser.open(newest->getRecordDirInfoEx(), "2024-03-05", "NVR_10.0.0.7_1"));
     EXPECT_EQ(1, parser.getFileNum());
-    EXPECT_EQ(0, dir->getUseableFileDir()->getFileNumber());
+    EXPECT_TRUE(root.exists(pathOf(newest)));
 }
 
 }  // namespace
