@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "snapshot/SnapshotFileIndexWriterEx.h"
 #include "snapshot/SnapshotIndexFileParser.h"
 #include "snapshot/SnapshotIndexFileParserEx.h"
+#include "tests/support/FaultInjection.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestRecording.h"
 
@@ -72,6 +74,20 @@ TEST_F(SnapshotIndexTest, WriterLaysOutHeadAndItemsByteForByte) {
     ASSERT_EQ(0, writer.open(fileOf("x.mjpeg", kBegin), false));
     EXPECT_EQ(70010, writer.getSnapshotFileLength());
     EXPECT_EQ(2000, writer.getTimeInterval());
+}
+
+// Items dropped after a failed write would shift every later picture's place.
+TEST_F(SnapshotIndexTest, AFailedItemWriteKeepsTheItemsForTheNext) {
+    auto plan = std::make_shared<FaultPlan>();
+    FaultInjection faults(plan);
+    SnapshotFileIndexWriterEx writer;
+    ASSERT_EQ(0, writer.open(fileOf("x.mjpeg", kBegin), true));
+    plan->failWriteAt(1);
+    ASSERT_TRUE(writer.addIndex(kBegin * 1000 + 1500, 18, 70000));
+    EXPECT_EQ(-704, writer.writeIndex());
+    ASSERT_TRUE(writer.addIndex(kBegin * 1000 + 2000, 1, 10));
+    EXPECT_EQ(0, writer.writeIndex());
+    EXPECT_EQ(kHead + kItem1 + bytes({0xF0, 0xD0, 0x07, 0, 0, 0xE1, 0x0A, 0, 0}), dir.readFile(index));
 }
 
 TEST_F(SnapshotIndexTest, PositionsQueriesAndDeletionsFollowTheItems) {
