@@ -59,25 +59,9 @@ protected:
     }
 };
 
-TEST_F(SnapshotIndexTest, WriterLaysOutHeadAndItemsByteForByte) {
-    SnapshotFileIndexWriterEx writer;
-    ASSERT_EQ(0, writer.open(fileOf("x.mjpeg", kBegin), true));
-    ASSERT_TRUE(writer.addIndex(kBegin * 1000 + 1500, 18, 70000));
-    ASSERT_TRUE(writer.addIndex(kBegin * 1000 + 2000, 1, 10));
-    EXPECT_FALSE(writer.addIndex(kBegin * 1000 - 1, 1, 10));          // before the begin time
-    EXPECT_FALSE(writer.addIndex(kBegin * 1000 + 1, 1, 0x1000000));   // 16 MiB
-    writer.close();
-    EXPECT_EQ(kHead + kItem1 + bytes({0xF0, 0xD0, 0x07, 0, 0, 0xE1, 0x0A, 0, 0}), dir.readFile(index));
-
-    // Continuing the entry needs its name; items go on behind it.
-    ASSERT_EQ(-705, writer.open(fileOf("other.mjpeg", kBegin), false));
-    ASSERT_EQ(0, writer.open(fileOf("x.mjpeg", kBegin), false));
-    EXPECT_EQ(70010, writer.getSnapshotFileLength());
-    EXPECT_EQ(2000, writer.getTimeInterval());
-}
-
-// Items dropped after a failed write would shift every later picture's place.
-TEST_F(SnapshotIndexTest, AFailedItemWriteKeepsTheItemsForTheNext) {
+// A failed item write keeps its items: dropped, they would shift the place
+// of every later picture.
+TEST_F(SnapshotIndexTest, WriterLaysOutHeadAndItemsByteForByteThroughAFailedWrite) {
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
     SnapshotFileIndexWriterEx writer;
@@ -86,8 +70,16 @@ TEST_F(SnapshotIndexTest, AFailedItemWriteKeepsTheItemsForTheNext) {
     ASSERT_TRUE(writer.addIndex(kBegin * 1000 + 1500, 18, 70000));
     EXPECT_EQ(-704, writer.writeIndex());
     ASSERT_TRUE(writer.addIndex(kBegin * 1000 + 2000, 1, 10));
-    EXPECT_EQ(0, writer.writeIndex());
+    EXPECT_FALSE(writer.addIndex(kBegin * 1000 - 1, 1, 10));         // before the begin time
+    EXPECT_FALSE(writer.addIndex(kBegin * 1000 + 1, 1, 0x1000000));  // 16 MiB
+    writer.close();
     EXPECT_EQ(kHead + kItem1 + bytes({0xF0, 0xD0, 0x07, 0, 0, 0xE1, 0x0A, 0, 0}), dir.readFile(index));
+
+    // Continuing the entry needs its name; items go on behind it.
+    ASSERT_EQ(-705, writer.open(fileOf("other.mjpeg", kBegin), false));
+    ASSERT_EQ(0, writer.open(fileOf("x.mjpeg", kBegin), false));
+    EXPECT_EQ(70010, writer.getSnapshotFileLength());
+    EXPECT_EQ(2000, writer.getTimeInterval());
 }
 
 TEST_F(SnapshotIndexTest, PositionsQueriesAndDeletionsFollowTheItems) {
@@ -165,7 +157,6 @@ TEST_F(SnapshotIndexTest, OldItemsReadFromMidnightAndDeleteWithTheirImageFile) {
     SnapshotIndexFileParser parser;
     ASSERT_EQ(1, parser.open(info, date, deviceDir));
     long long const midnight = SnapshotIndexFileParser::getZeroTimeStamp(date) * 1000;
-    EXPECT_EQ(SnapshotIndexFileParser::getZeroTimeStamp("1971-08-07") - 86400, midnight / 1000);
     EXPECT_EQ(361, parser.getTotalFileSize());
     std::vector<SnapshotFile> list;
     parser.query(window(midnight + 10000, midnight + 12345), list);
