@@ -39,7 +39,10 @@ int SnapshotIndexFileParser::open(RecordDirInfoEx const& dirInfo, std::string co
     IDiskManager* disk = DiskManagerFactory::getDiskManager(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
     if (m_nZeroTime < 0 || disk == nullptr || disk->isFileExist(path.c_str()) != 1) return 0;
     m_file = FileFactory::createFile(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
-    if (m_file.isNull() || !m_file->open(path.c_str(), IFile::kModeReadWrite)) return 0;
+    // A disk that only reads still answers queries; its changes then fail.
+    if (m_file.isNull() ||
+        (!m_file->open(path.c_str(), IFile::kModeReadWrite) && !m_file->open(path.c_str(), IFile::kModeRead)))
+        return 0;
     long long const length = m_file->getLength();
     if (length < 0 || length > NS_SnapshotIndexFileParser::kMaxIndexFileSize || !m_file->seek(0, SEEK_SET)) {
         close();

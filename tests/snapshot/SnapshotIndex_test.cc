@@ -144,6 +144,11 @@ TEST_F(SnapshotIndexTest, DamageEndsNoWalkAndATornTailIsPaintedBeforeAppending) 
     EXPECT_EQ(static_cast<int>(prefix.size()), offset);
     EXPECT_EQ(43, length);
     EXPECT_EQ(0, SnapshotIndexFileParserEx().open(info, "1971-08-07", deviceDir));  // no index: an empty date
+    auto plan = std::make_shared<FaultPlan>();
+    FaultInjection faults(plan);
+    plan->failOpenAt(1);  // a disk that only reads still answers
+    ASSERT_EQ(1, parser.open(info, date, deviceDir));
+    EXPECT_EQ(2, parser.getFileNum());
 }
 
 TEST_F(SnapshotIndexTest, OldItemsReadFromMidnightAndDeleteWithTheirImageFile) {
