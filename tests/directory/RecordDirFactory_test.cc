@@ -8,6 +8,7 @@
 #include "directory/RecordDirEx.h"
 #include "directory/RecordDirFactory.h"
 #include "directory/RecordDirWithoutIndex.h"
+#include "directory/RefusingRecordDir.h"
 #include "foundation/ReturnCode.h"
 #include "host/HostPaths.h"
 #include "snapshot/SnapshotRecordDirEx.h"
@@ -59,8 +60,8 @@ TEST(RecordDirFactory, ChoosesTheClassByKindThenDiskType) {
 // code, logging once however often it is asked.
 TEST(RecordDirFactory, KindsThatCannotRecordRefuseWithACodeAndLogOnce) {
     HostRootGuard root;
-    RecordDirFactory factory;
-    SafePointer<IRecordDir> snapshots = factory.create(2, dirInfo(4, "nas", root.root() + "/share"), 7, "NVR", 2);
+    SafePointer<IRecordDir> snapshots(new RefusingRecordDir(dirInfo(4, "nas", root.root() + "/share"), "snapshot", 7,
+                                                            "NVR", 2));
     auto* refusing = dynamic_cast<RefusingRecordDir*>(snapshots.get());
     ASSERT_NE(nullptr, refusing);
     EXPECT_EQ(7, refusing->getGroupValue());
