@@ -8,6 +8,7 @@
 #include "foundation/OVMutexManager.h"
 #include "foundation/OVRuntimeError.h"
 #include "foundation/RecordDirInfoEx.h"
+#include "foundation/StorageParameterManage.h"
 #include "host/Logger.h"
 #include "tracking/RecordLockInfoManager.h"
 
@@ -174,6 +175,12 @@ int RecordDiskManager::setRecordDirInfoList(std::vector<RecordDirInfo> const& di
             if (converted.getRecordRootDir().empty()) {
                 m_InvalidDirList.push_back(info);
                 continue;
+            }
+            // The host's entry carries no file size; a disk is cut into
+            // files of the configured one.
+            if (converted.getFileSegmentSize() <= 0) {
+                converted.setFileSegmentSize(
+                    static_cast<long long>(StorageParameterManage::getInstance()->getRecordFileSegmentSize()) << 20);
             }
             valid.push_back(converted);
         }

@@ -12,6 +12,7 @@
 #include "host/Logger.h"
 #include "recording/RecordFileWriterFactory.h"
 #include "tracking/RecordLockInfoManager.h"
+#include "tracking/RecordSegmentInfoManager.h"
 
 namespace NS_RecordDiskManagerImpl {
 constexpr int kRecordTypeCms = 2;
@@ -50,10 +51,13 @@ int RecordDiskManagerImpl::start() {
     m_groupManager.start();
     RecordLockInfoManager::getInstance()->init();
     DataVersionInfoManager::getInstance()->init();
+    // The segment table follows what is recorded from now on.
+    RecordSegmentInfoManager::getInstance()->startService();
     return 1;
 }
 
 void RecordDiskManagerImpl::stop() {
+    RecordSegmentInfoManager::getInstance()->stopService();
     OVMutexManager guard(&m_startMutex, __FILE__, __LINE__);
     m_groupManager.stop();
     m_groupManager.clearAll();

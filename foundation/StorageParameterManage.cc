@@ -22,6 +22,7 @@ void StorageParameterManage::getParameters(Parameter (&parameters)[kParameterCou
         {"TSPrintInterval", 600, &self->m_nTSPrintInterval},
         {"DualDiskStoragePolicy", 0, &self->m_nDualDiskStoragePolicy},
         {"DiskReferenceCountLimit", 16, &self->m_nDiskReferenceCountLimit},
+        {"RecordFileSegmentSize", 256, &self->m_nRecordFileSegmentSize},
     };
     for (int i = 0; i < kParameterCount; ++i) parameters[i] = table[i];
 }

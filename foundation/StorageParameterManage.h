@@ -38,6 +38,8 @@ public:
     int getTSFrameQueuePrintInterval() const { return m_nTSPrintInterval.load(); }
     int getDualDiskStoragePolicyFlag() const { return m_nDualDiskStoragePolicy.load(); }
     int getDiskReferenceCountLimit() const { return m_nDiskReferenceCountLimit.load(); }
+    // MiB of a record file on a disk the host lists without one.
+    int getRecordFileSegmentSize() const { return m_nRecordFileSegmentSize.load(); }
 
     // Not in the file: the host turns it on to keep each channel on its disk.
     void setKeepSceneFlag(bool flag) { m_bKeepSceneFlag.store(flag); }
@@ -49,7 +51,7 @@ private:
         int nDefault;
         std::atomic<int>* pValue;
     };
-    static int const kParameterCount = 9;
+    static int const kParameterCount = 10;
 
     StorageParameterManage();
     // Every key with its default and its value, in the order they are printed.
@@ -64,6 +66,7 @@ private:
     std::atomic<int> m_nTSPrintInterval;          // "TSPrintInterval", s
     std::atomic<int> m_nDualDiskStoragePolicy;    // "DualDiskStoragePolicy", 0 off
     std::atomic<int> m_nDiskReferenceCountLimit;  // "DiskReferenceCountLimit", writers per disk
+    std::atomic<int> m_nRecordFileSegmentSize;    // "RecordFileSegmentSize", MiB
     std::atomic<bool> m_bKeepSceneFlag;
 };
 

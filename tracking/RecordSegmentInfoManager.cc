@@ -42,6 +42,8 @@ RecordSegmentInfoManager::RecordSegmentInfoManager()
       m_pThread(new GThread(bind_funcobj0(this, &RecordSegmentInfoManager::handleRecordSegmentInfo),
                             "RecordSegmentInfoManagerThread")) {
     m_pThread->setPalpitationTime(kPalpitationMs);
+    // Made first, so destroyed after this one: the thread asks it for marks.
+    RecordingMarkManager::getInstance();
 }
 
 RecordSegmentInfoManager::~RecordSegmentInfoManager() { stopService(); }

@@ -23,6 +23,7 @@ struct Key {
     {"TSPrintInterval", &StorageParameterManage::getTSFrameQueuePrintInterval, 600, 60},
     {"DualDiskStoragePolicy", &StorageParameterManage::getDualDiskStoragePolicyFlag, 0, 1},
     {"DiskReferenceCountLimit", &StorageParameterManage::getDiskReferenceCountLimit, 16, 0},
+    {"RecordFileSegmentSize", &StorageParameterManage::getRecordFileSegmentSize, 256, 8},
 };
 
 class StorageParameterManageTest : public ::testing::Test {

@@ -1,0 +1,21 @@
+# The headers a program needs to use the exported classes: the exported
+# headers and every header of the tree they include, followed to the end.
+# Headers only the engine's own sources include stay private.
+function(recstore_public_headers out)
+  set(queue ${ARGN})
+  set(seen)
+  while(queue)
+    list(POP_FRONT queue header)
+    if(header IN_LIST seen OR NOT EXISTS "${CMAKE_SOURCE_DIR}/${header}")
+      continue()
+    endif()
+    list(APPEND seen ${header})
+    file(STRINGS "${CMAKE_SOURCE_DIR}/${header}" lines REGEX "^#include \"[^\"]+\"")
+    foreach(line IN LISTS lines)
+      string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" included "${line}")
+      list(APPEND queue ${included})
+    endforeach()
+  endwhile()
+  list(SORT seen)
+  set(${out} ${seen} PARENT_SCOPE)
+endfunction()
