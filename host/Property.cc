@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/AtomicFile.h"
+#include "host/Logger.h"
 
 namespace NS_Property {
 
@@ -35,6 +36,12 @@ bool Property::open() {
     m_lines.clear();
     std::string bytes;
     if (!AtomicFile::read(m_strFile, bytes)) return false;
+    parse(bytes);
+    return true;
+}
+
+void Property::parse(std::string const& bytes) {
+    m_lines.clear();
     size_t start = 0;
     while (start < bytes.size()) {
         size_t end = bytes.find('\n', start);
@@ -53,7 +60,6 @@ bool Property::open() {
         }
         m_lines.push_back(line);
     }
-    return true;
 }
 
 void Property::close() { m_lines.clear(); }
@@ -81,7 +87,11 @@ bool Property::getString(std::string const& key, std::string& value) const {
 bool Property::get(std::string const& key, int& value) const {
     std::string text;
     if (!getString(key, text)) return false;
-    return NS_Property::toInt(text, value);
+    if (NS_Property::toInt(text, value)) return true;
+    // A file edited by hand: the setting keeps its default, and says why.
+    std::string const line = m_strFile + ": " + key + "=" + text.substr(0, 64) + " is not a number; default kept";
+    Logger::writeLog("ConfigError", line.c_str(), nullptr, 0);
+    return false;
 }
 
 void Property::set(std::string const& key, int value) {

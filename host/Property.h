@@ -21,8 +21,11 @@ public:
     // folder must exist. true on success.
     bool persist();
 
+    // The lines of a file's contents, as open reads them.
+    void parse(std::string const& bytes);
+
     // Leaves `value` alone and answers false if the key is absent or its
-    // value is not an integer.
+    // value is not an integer; the latter also goes to "ConfigError.log".
     bool get(std::string const& key, int& value) const;
     // Changes the key's line in place, or appends a line.
     void set(std::string const& key, int value);

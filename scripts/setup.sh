@@ -14,6 +14,7 @@ PACKAGES=(
   ffmpeg
   clang
   file
+  pkg-config
   g++-12-multilib
   g++-arm-linux-gnueabihf
   qemu-user

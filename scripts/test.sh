@@ -86,6 +86,44 @@ run_ctest() {
   return "$rc"
 }
 
+# check_package STEP BUILD_DIR RUNNER [cmake args...]: installs the build into
+# a prefix of its own, builds examples/host against the installed package
+# (and a one-line program through the pkg-config file), records the shipped
+# stream with it and checks the stream read back with ffmpeg.
+check_package() {
+  local step="$1" dir="$2" runner="$3"
+  shift 3
+  local prefix="$dir.install" example="$dir.example" work="$dir.example-run"
+  rm -rf "$prefix" "$example" "$work"
+  mkdir -p "$work"
+  if ! cmake --install "$dir" --prefix "$prefix" >"$dir.install.log" 2>&1; then
+    echo "test: [$step] install failed ($dir.install.log)"; tail -n 20 "$dir.install.log"; return 1
+  fi
+  if ! cmake -S "$ROOT/examples/host" -B "$example" -Drecstore_DIR="$prefix/lib/cmake/recstore" "$@" \
+         >"$example.log" 2>&1 || ! cmake --build "$example" >>"$example.log" 2>&1; then
+    echo "test: [$step] examples/host against the installed package failed ($example.log)"
+    grep -E 'error|Error' "$example.log" | head -n 20; return 1
+  fi
+  local cxx
+  cxx="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$example/CMakeCache.txt")"
+  echo 'int main() { return 0; }' >"$work/pc.cc"
+  # shellcheck disable=SC2046
+  if ! "$cxx" -std=c++17 -include retrieval/RecordRetriever.h "$work/pc.cc" -o "$work/pc" \
+         $(pkg-config --cflags --libs "$prefix/lib/pkgconfig/recstore.pc"); then
+    echo "test: [$step] a program built through recstore.pc failed"; return 1
+  fi
+  if ! $runner "$example/example_host" "$work" "$ROOT/../shared/testdata/cif25_gop50_20s.h264" \
+         "$work/out.ts"; then
+    echo "test: [$step] example_host failed"; return 1
+  fi
+  local errors
+  errors="$(ffmpeg -v error -i "$work/out.ts" -f null - 2>&1 | head -n 5)"
+  if [ -n "$errors" ]; then
+    echo "test: [$step] the stream example_host read back does not decode: $errors"; return 1
+  fi
+  echo "test: [$step] installed package: examples/host recorded and read back a stream that decodes"
+}
+
 step_native() {
   local dir="$PREFIX-native" t0=$SECONDS
   note "native RelWithDebInfo"
@@ -97,6 +135,14 @@ step_native() {
     record native FAIL $((SECONDS - t0)) "tests"; return
   fi
   record native ok $((SECONDS - t0)) "tests passed"
+
+  t0=$SECONDS
+  note "native install and examples/host"
+  if check_package native "$dir" ""; then
+    record package ok $((SECONDS - t0)) "installed, examples/host built and run"
+  else
+    record package FAIL $((SECONDS - t0)) "install or examples/host"
+  fi
 
   t0=$SECONDS
   if compgen -G "$ROOT/bench/*.cc" >/dev/null; then
@@ -168,6 +214,15 @@ step_armhf() {
     record armhf FAIL $((SECONDS - t0)) "tests"; return
   fi
   record armhf ok $((SECONDS - t0)) "tests passed under qemu-arm (death tests native only)"
+
+  t0=$SECONDS
+  note "armhf install and examples/host under qemu-arm"
+  if check_package armhf "$dir" "qemu-arm -L /usr/arm-linux-gnueabihf" \
+       -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/armhf-toolchain.cmake"; then
+    record pkg-arm ok $((SECONDS - t0)) "installed, examples/host built and run under qemu-arm"
+  else
+    record pkg-arm FAIL $((SECONDS - t0)) "install or examples/host"
+  fi
 }
 
 for step in $STEPS; do

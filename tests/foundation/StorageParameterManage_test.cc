@@ -1,4 +1,5 @@
 #include "foundation/StorageParameterManage.h"
+#include "host/HostPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -64,6 +65,8 @@ TEST_F(StorageParameterManageTest, AbsentOrBrokenKeysLeaveValuesAlone) {
     load("# hand-made\nRecordFileUsePercent = 80\nIndexReadTimeout=soon\nKeepSceneFlag=0\n");
     EXPECT_EQ(80, params()->getRecordFileUsePercent());
     EXPECT_EQ(2000, params()->getIndexReadTimeout());
+    EXPECT_NE(std::string::npos, TempDir::readWhole(HostPaths::getLogDir() + "/ConfigError.log")
+                                     .find("IndexReadTimeout=soon is not a number; default kept"));
     EXPECT_TRUE(params()->getKeepSceneFlag());  // not a key of the file
     load("TSPrintInterval=5\nDiskReferenceCountLimit=2\n");  // a second read keeps what the first set
     EXPECT_EQ(80, params()->getRecordFileUsePercent());
