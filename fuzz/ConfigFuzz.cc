@@ -5,8 +5,11 @@
 // a parsed tree must parse again to the same text.
 
 #include <cstdint>
+#include <stdlib.h>
+
 #include <string>
 
+#include "host/HostPaths.h"
 #include "host/Property.h"
 #include "host/XmlCodec.h"
 #include "host/XmlConfigureNode.h"
@@ -15,6 +18,13 @@
     do {                                    \
         if (!(condition)) __builtin_trap(); \
     } while (0)
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // Malformed values are logged: into a folder of this run, not the recorder's.
+    char folder[] = "/tmp/config_fuzz.XXXXXX";
+    if (mkdtemp(folder) != nullptr) HostPaths::setRoot(folder);
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     std::string const text(reinterpret_cast<char const*>(data), size);

@@ -36,6 +36,7 @@ int countOf(std::string const& text, std::string const& word) {
 }
 
 TEST(RecordDirFactory, ChoosesTheClassByKindThenDiskType) {
+    HostRootGuard root;  // the directories log as they go
     struct Case {
         int kind;
         int diskType;
