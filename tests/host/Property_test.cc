@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 
 namespace {
 
 TEST(PropertyTest, AbsentOrBrokenKeyLeavesTheValueAlone) {
     TempDir dir;
+    HostRootGuard root(dir.root());  // a broken value is logged
     dir.writeFile("storageparam.ini", "IndexReadTimeout = 2500\nBad=12x\n");
     Property property(dir.path("storageparam.ini"));
     ASSERT_TRUE(property.open());
