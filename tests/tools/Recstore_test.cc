@@ -1,0 +1,168 @@
+// recstore run from outside on a tree the engine recorded: one camera on two
+// small disks. Each subcommand's output and exit status, the faults verify
+// must find, and bad input.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "host/HostPaths.h"
+#include "host/sy_system.h"
+#include "retrieval/RecordRetriever.h"
+#include "tests/support/FfprobeCheck.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+char const kDevice[] = "NVR_192.168.1.10_1";
+
+struct Result {
+    int nStatus = -1;
+    std::string strOut;
+    std::string strErr;
+};
+
+class RecstoreTest : public ::testing::Test {
+protected:
+    // One recording for the suite: 90 s of the CIF stream from 12:00 UTC.
+    static void SetUpTestSuite() {
+        s_tree = new TempDir();
+        std::string const command = "cd '" + s_tree->root() + "' && RECSTORE_ROOT='" + s_tree->path("root") +
+                                    "' TZ=UTC " RECSTORE_TOOL_COMMAND " --channels 1 --seconds 90 --disks 2 "
+                                    "--disk-mib 64 --file-mib 2 --width 640 --height 360 --video '" RECSTORE_TESTDATA_DIR
+                                    "/cif25_gop50_20s.h264' '" RECSTORE_TESTDATA_DIR "' rec >/dev/null 2>&1";
+        ASSERT_EQ(0, sy_system(command.c_str(), 120));
+    }
+    static void TearDownTestSuite() { delete s_tree; }
+
+    void SetUp() override {
+        ASSERT_EQ(0, sy_system(("cp -a '" + s_tree->path("rec") + "' '" + m_dir.path("rec") + "'").c_str(), 60));
+    }
+    std::string roots() const { return "'" + m_dir.path("rec/disk1") + "' '" + m_dir.path("rec/disk2") + "'"; }
+
+    Result run(std::string const& args) {
+        std::string const command = "cd '" + m_dir.root() + "' && TZ=UTC " RECSTORE_CLI_COMMAND " " + args +
+                                    " >out.txt 2>err.txt";
+        Result result;
+        result.nStatus = sy_system(command.c_str(), 120);
+        result.strOut = m_dir.readFile("out.txt");
+        result.strErr = m_dir.readFile("err.txt");
+        return result;
+    }
+
+    static TempDir* s_tree;
+    TempDir m_dir;
+};
+
+TempDir* RecstoreTest::s_tree = nullptr;
+
+TEST_F(RecstoreTest, ListsExportsLocksAndCountsAHealthyTree) {
+    Result r = run("ls " + roots());
+    EXPECT_EQ(0, r.nStatus);
+    EXPECT_EQ(std::string(kDevice) + std::string(40 - sizeof(kDevice) + 1, ' ') + " since 2024-01-01\n", r.strOut);
+    EXPECT_EQ("2024-01-01\n", run("ls --device " + std::string(kDevice) + " " + roots()).strOut);
+    r = run("ls --json --device " + std::string(kDevice) + " --date 2024-01-01 " + roots());
+    EXPECT_EQ(0, r.nStatus);
+    EXPECT_EQ("[{\"begin\":\"2024-01-01 12:00:00\",\"end\":\"2024-01-01 12:01:28\",\"seconds\":88,"
+              "\"locked\":false,\"alarm\":false}]\n",
+              r.strOut);
+
+    r = run("verify " + roots());
+    EXPECT_EQ(0, r.nStatus) << r.strOut;
+    EXPECT_NE(std::string::npos, r.strOut.find(", 0 problem(s)"));
+
+    // The export is what the playback reader gives for the window, and plays.
+    r = run("export --device " + std::string(kDevice) + " --from '2024-01-01 12:00:10' --to '2024-01-01 12:00:40' " +
+            roots() + " out.ts");
+    ASSERT_EQ(0, r.nStatus) << r.strErr;
+    RecordDirInfo a, b;
+    std::string const pathA = m_dir.path("rec/disk1"), pathB = m_dir.path("rec/disk2");
+    a.setDiskName(pathA.c_str());
+    b.setDiskName(pathB.c_str());
+    a.setEnableFlag(true);
+    b.setEnableFlag(true);
+    RecordRetriever::setRecordDirList({a, b});
+    RecordRetriever retriever;
+    RecordInfo window;
+    window.setDeviceId("NVR");
+    window.setDeviceIP("192.168.1.10");
+    window.setCameraId(1);
+    window.setRecordBeginTime(1704110410UL);
+    window.setRecordEndTime(1704110440UL);
+    ASSERT_EQ(0, retriever.open(window, false));
+    std::string expected;
+    std::vector<char> buffer(1 << 16);
+    for (int n; (n = retriever.read(buffer.data(), static_cast<int>(buffer.size()))) > 0;) expected.append(buffer.data(), n);
+    RecordRetriever::setRecordDirList({});
+    EXPECT_EQ(expected, m_dir.readFile("out.ts"));
+    if (FfprobeCheck::available()) {
+        EXPECT_EQ("", FfprobeCheck::decodeErrors(m_dir.path("out.ts")));
+    }
+
+    EXPECT_EQ(0, run("lock --device " + std::string(kDevice) + " --from '2024-01-01 12:00:20' --to '2024-01-01 12:00:30' " +
+                     roots()).nStatus);
+    r = run("ls --device " + std::string(kDevice) + " --date 2024-01-01 " + roots());
+    EXPECT_NE(std::string::npos, r.strOut.find("2024-01-01 12:00:20  2024-01-01 12:00:32        12  yes")) << r.strOut;
+    EXPECT_EQ(0, run("verify " + roots()).nStatus);  // a lock is no fault
+    r = run("df " + roots());
+    EXPECT_EQ(0, r.nStatus);
+    EXPECT_NE(std::string::npos, r.strOut.find("in the pool,")) << r.strOut;
+    EXPECT_NE(std::string::npos, r.strOut.find(std::string(kDevice)));
+}
+
+TEST_F(RecstoreTest, VerifyFindsEachFaultAndNothingElse) {
+    std::string const day = "rec/disk1/record/" + std::string(kDevice) + "/2024-01-01/";
+    std::string index = m_dir.readFile(day + std::string(kDevice) + "_2024-01-01.index");
+    ASSERT_GT(index.size(), 40u);
+    index[12] = static_cast<char>(index[12] ^ 0x20);  // a name byte of the first head
+    ASSERT_TRUE(m_dir.writeFile(day + std::string(kDevice) + "_2024-01-01.index", index));
+    sy_system(("ls '" + m_dir.path(day) + "' | grep '\\.ts$' > '" + m_dir.path("files.txt") + "'").c_str(), 10);
+    std::vector<std::string> files;
+    std::string const list = m_dir.readFile("files.txt");
+    for (size_t at = 0, end; (end = list.find('\n', at)) != std::string::npos; at = end + 1)
+        files.push_back(list.substr(at, end - at));
+    ASSERT_GE(files.size(), 3u) << list;
+    std::string const second = files[1];
+    std::string const third = files[2];
+    ASSERT_EQ(0, std::remove(m_dir.path(day + second).c_str()));
+    std::string data = m_dir.readFile(day + third);
+    data[0] = 'X';  // the first I-frame item points here
+    ASSERT_TRUE(m_dir.writeFile(day + third, data));
+
+    Result const r = run("verify " + roots());
+    EXPECT_EQ(1, r.nStatus);
+    EXPECT_NE(std::string::npos, r.strOut.find("is damaged")) << r.strOut;
+    EXPECT_NE(std::string::npos, r.strOut.find(second + ": record file missing")) << r.strOut;
+    EXPECT_NE(std::string::npos, r.strOut.find(third + ": I-frame item at byte 0 does not start a TS packet"));
+    EXPECT_NE(std::string::npos, r.strOut.find(", 3 problem(s)")) << r.strOut;
+}
+
+TEST_F(RecstoreTest, BadInputIsOneLineWithItsExitStatus) {
+    std::string const device = " --device " + std::string(kDevice);
+    struct Case {
+        std::string args;
+        int nStatus;
+        char const* line;
+    } const cases[] = {
+        {"ls --device NVR_192.168.1.10_9 " + roots(), 1, "recstore ls: no recording of NVR_192.168.1.10_9\n"},
+        {"export" + device + " --from '2024-01-01 12:01:00' --to '2024-01-01 12:00:00' " + roots() + " o.ts", 1,
+         "recstore export: --to must come after --from\n"},
+        {"export" + device + " --from '2024-01-01 12:00:00' --to '2024-01-01 12:01:00' " + roots() + " nowhere/o.ts", 1,
+         "recstore export: cannot write nowhere/o.ts\n"},
+        {"verify " + m_dir.root(), 1, "recstore verify: "},
+        {"ls --date 2024-01-01 " + roots(), 2, "recstore ls: --date needs --device\n"},
+        {"ls --device NVR " + roots(), 2, "recstore ls: --device takes ID_IP_CAMERA, not NVR\n"},
+        {"lock" + device + " --from 2024-01-01 --to 12:00 " + roots(), 2, "recstore lock: --from and --to take"},
+        {"df --all " + roots(), 2, "recstore df: unknown option --all\n"},
+        {"format " + roots(), 2, "recstore: unknown command 'format'"},
+    };
+    for (Case const& c : cases) {
+        Result const r = run(c.args);
+        EXPECT_EQ(c.nStatus, r.nStatus) << c.args;
+        EXPECT_EQ(0u, r.strErr.find(c.line)) << c.args << ": " << r.strErr;
+        EXPECT_EQ(r.strErr.find('\n'), r.strErr.size() - 1) << c.args;
+    }
+    EXPECT_EQ(0, run("export --help").nStatus);
+}
+
+}  // namespace
