@@ -253,6 +253,44 @@ int RecordIndexFileParserEx::repairIndex(RecordDirInfoEx const& dirInfo, std::st
     }
 }
 
+namespace NS_RecordIndexFileParserEx {
+// Bytes up to the end of the last entry of an image; 0 without one.
+int usedLength(RecordIndexParserImplEx& parser) {
+    int data = 0, time = 0, interval = 0, end = -1;
+    bool closed = false;
+    parser.getRecordFileLenAndTimeLen(data, time, interval, end, closed);
+    return end < 0 ? 0 : end + 1;
+}
+}  // namespace NS_RecordIndexFileParserEx
+
+int RecordIndexFileParserEx::commitRepair() {
+    if (!m_bRepaired || m_pIndexFile.get() == nullptr) return 0;
+    // The view is the main image with the rebuilt names painted, followed by
+    // the rebuilt file's bytes.
+    RecordIndexParserImplEx front;
+    front.setIndexInfo(m_pszIndexCache, m_nFileImageLen, 0);
+    RecordIndexParserImplEx rebuilt;
+    rebuilt.setIndexInfo(m_pszIndexCache + m_nFileImageLen, m_nIndexCacheLen - m_nFileImageLen, 0);
+    int const mainUsed = NS_RecordIndexFileParserEx::usedLength(front);
+    int const rebuiltUsed = NS_RecordIndexFileParserEx::usedLength(rebuilt);
+    int const length = std::max(m_nFileImageLen, mainUsed + rebuiltUsed);
+    if (length > RecordIndexCodec::kMaxIndexFileSize) return 0;
+    char* image = new char[length];
+    std::memcpy(image, m_pszIndexCache, mainUsed);
+    std::memcpy(image + mainUsed, m_pszIndexCache + m_nFileImageLen, rebuiltUsed);
+    std::memset(image + mainUsed + rebuiltUsed, RecordIndexCodec::kEndOfData, length - mainUsed - rebuiltUsed);
+    // The file's image becomes the committed one; the view follows it.
+    delete[] m_pszFileImage;
+    delete[] m_pszIndexCache;
+    m_pszFileImage = nullptr;
+    m_nFileImageLen = 0;
+    m_bRepaired = false;
+    m_pszIndexCache = image;
+    m_nIndexCacheLen = length;
+    m_parser.setIndexInfo(m_pszIndexCache, m_nIndexCacheLen, m_parser.getRecordStorageType());
+    return writeBack(0, length - 1) ? 1 : 0;
+}
+
 char* RecordIndexFileParserEx::getIndexInfo(int& nLength) const {
     nLength = m_nIndexCacheLen;
     return m_pszIndexCache;

@@ -61,6 +61,13 @@ public:
     int repairIndex(RecordDirInfoEx const& dirInfo, std::string const& date,
                     std::string const& deviceDir, int nStorageType);
 
+    // Makes what repairIndex folded the file's own: the main entries (with
+    // those rebuilt painted), then the rebuilt entries, then 0xFF to the
+    // file's length, written over the file and synced. Needs an open for
+    // changing and a repair; 1, or 0 when there is nothing to commit, the
+    // result would pass 1 MiB, or the write failed.
+    int commitRepair();
+
     char* getIndexInfo(int& nLength) const;
     // <root>/record/<device dir>/<date>/<device dir>_<date><suffix>; empty
     // for storage type 4 when the device dir has fewer than three fields.

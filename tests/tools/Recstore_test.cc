@@ -137,6 +137,51 @@ TEST_F(RecstoreTest, VerifyFindsEachFaultAndNothingElse) {
     EXPECT_NE(std::string::npos, r.strOut.find(", 3 problem(s)")) << r.strOut;
 }
 
+TEST_F(RecstoreTest, RepairReportsFirstThenReplacesRebuiltEntriesAndDropsLostFiles) {
+    std::string const day = "rec/disk1/record/" + std::string(kDevice) + "/2024-01-01/";
+    std::string const indexName = day + std::string(kDevice) + "_2024-01-01.index";
+    std::string const original = m_dir.readFile(indexName);
+    size_t const second = original.find(std::string("\0\0\0\1", 4), 4);
+    ASSERT_NE(std::string::npos, second);
+    // The rebuilt copy of the first entry, as a rebuilding job leaves it.
+    ASSERT_TRUE(m_dir.writeFile(day + std::string(kDevice) + "_2024-01-01.reindex",
+                                original.substr(0, second) + std::string(4096, '\xff')));
+    std::string damaged = original;
+    size_t const items = original.find(std::string("\0\0\0\2", 4)) + 4;
+    damaged[items + 9] = static_cast<char>(damaged[items + 9] ^ 0x10);  // an item of the first entry
+    ASSERT_TRUE(m_dir.writeFile(indexName, damaged));
+    Result r = run("verify " + roots());
+    ASSERT_EQ(1, r.nStatus);
+    std::string const first = r.strOut.substr(r.strOut.find("index entry ") + 12, 42);
+
+    r = run("repair " + roots());
+    EXPECT_EQ(0, r.nStatus) << r.strOut << r.strErr;
+    EXPECT_NE(std::string::npos, r.strOut.find(": would replace damaged entry " + first + " with its rebuilt copy"));
+    EXPECT_EQ(damaged, m_dir.readFile(indexName));  // a dry run writes nothing
+    r = run("repair --apply " + roots());
+    EXPECT_EQ(0, r.nStatus) << r.strOut;
+    EXPECT_NE(std::string::npos, r.strOut.find(": replace damaged entry " + first));
+    EXPECT_FALSE(m_dir.exists(day + std::string(kDevice) + "_2024-01-01.reindex"));
+    EXPECT_EQ(0, run("verify " + roots()).nStatus);
+
+    // A lost record file: its entry goes, and the time it held with it.
+    ASSERT_EQ(0, std::remove(m_dir.path(day + first).c_str()));
+    r = run("repair --apply " + roots());
+    EXPECT_NE(std::string::npos, r.strOut.find(": remove the entry of " + first + " (its record file is gone)"));
+    EXPECT_EQ(0, run("verify " + roots()).nStatus);
+    r = run("ls --device " + std::string(kDevice) + " --date 2024-01-01 " + roots());
+    EXPECT_EQ(std::string::npos, r.strOut.find("12:00:00  ")) << r.strOut;
+
+    // Damage without a rebuilt copy stays, and says so.
+    std::string now = m_dir.readFile(indexName);
+    size_t const head = now.find(std::string("\0\0\0\2", 4)) + 4;
+    now[head + 9] = static_cast<char>(now[head + 9] ^ 0x10);
+    ASSERT_TRUE(m_dir.writeFile(indexName, now));
+    r = run("repair " + roots());
+    EXPECT_EQ(1, r.nStatus);
+    EXPECT_NE(std::string::npos, r.strOut.find("cannot repair entry ")) << r.strOut;
+}
+
 TEST_F(RecstoreTest, BadInputIsOneLineWithItsExitStatus) {
     std::string const device = " --device " + std::string(kDevice);
     struct Case {

@@ -66,6 +66,7 @@ inline FILE* out() { return g_out; }
 
 int runLs(std::vector<std::string> const& argv);
 int runVerify(std::vector<std::string> const& argv);
+int runRepair(std::vector<std::string> const& argv);
 int runExport(std::vector<std::string> const& argv);
 int runLock(std::vector<std::string> const& argv);
 int runUnlock(std::vector<std::string> const& argv);

@@ -32,6 +32,14 @@ Command const kCommands[] = {
      "  pool. One line per problem and a summary; an entry left open at a day's\n"
      "  end (being recorded, or cut by a power cut) is counted, not a problem.\n",
      recstore::runVerify},
+    {"repair", "replace damaged index entries by their rebuilt copies, drop entries of lost files",
+     "usage: recstore repair [--apply | --dry-run] ROOT...\n"
+     "  A damaged index entry is replaced by its rebuilt copy from the \".reindex\"\n"
+     "  file beside the index (which is then consumed), and the entry of a record\n"
+     "  file that is gone is taken out of the index. Without --apply (--dry-run, the\n"
+     "  default) every change is reported and nothing is written. Exit 0 when no\n"
+     "  damage is left that has no rebuilt copy.\n",
+     recstore::runRepair},
     {"export", "a time window of one device as one TS file",
      "usage: recstore export --device ID_IP_CAMERA --from TIME --to TIME ROOT... OUT.ts\n"
      "  TIME is \"YYYY-MM-DD HH:MM:SS\" (local time). Reads through the playback\n"
