@@ -202,7 +202,7 @@ step_armhf() {
   fi
   # The point of this build is the 32-bit word size: make sure it is one.
   local lib="$dir/librecstore.so" kind
-  kind="$(file -b "$lib" 2>/dev/null)"
+  kind="$(file -bL "$lib" 2>/dev/null)"
   echo "test: [armhf] $lib: $kind"
   case "$kind" in
     *"ELF 32-bit"*ARM*) ;;
