@@ -86,13 +86,13 @@ run_ctest() {
   return "$rc"
 }
 
-# check_package STEP BUILD_DIR RUNNER [cmake args...]: installs the build into
+# check_package STEP BUILD_DIR RUNNER CXX [cmake args...]: installs the build into
 # a prefix of its own, builds examples/host against the installed package
 # (and a one-line program through the pkg-config file), records the shipped
 # stream with it and checks the stream read back with ffmpeg.
 check_package() {
-  local step="$1" dir="$2" runner="$3"
-  shift 3
+  local step="$1" dir="$2" runner="$3" cxx="$4"
+  shift 4
   local prefix="$dir.install" example="$dir.example" work="$dir.example-run"
   rm -rf "$prefix" "$example" "$work"
   mkdir -p "$work"
@@ -104,8 +104,6 @@ check_package() {
     echo "test: [$step] examples/host against the installed package failed ($example.log)"
     grep -E 'error|Error' "$example.log" | head -n 20; return 1
   fi
-  local cxx
-  cxx="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$example/CMakeCache.txt")"
   echo 'int main() { return 0; }' >"$work/pc.cc"
   # shellcheck disable=SC2046
   if ! "$cxx" -std=c++17 -include retrieval/RecordRetriever.h "$work/pc.cc" -o "$work/pc" \
@@ -138,7 +136,7 @@ step_native() {
 
   t0=$SECONDS
   note "native install and examples/host"
-  if check_package native "$dir" ""; then
+  if check_package native "$dir" "" "${CXX:-g++}"; then
     record package ok $((SECONDS - t0)) "installed, examples/host built and run"
   else
     record package FAIL $((SECONDS - t0)) "install or examples/host"
@@ -217,7 +215,7 @@ step_armhf() {
 
   t0=$SECONDS
   note "armhf install and examples/host under qemu-arm"
-  if check_package armhf "$dir" "qemu-arm -L /usr/arm-linux-gnueabihf" \
+  if check_package armhf "$dir" "qemu-arm -L /usr/arm-linux-gnueabihf" arm-linux-gnueabihf-g++ \
        -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/armhf-toolchain.cmake"; then
     record pkg-arm ok $((SECONDS - t0)) "installed, examples/host built and run under qemu-arm"
   else
