@@ -44,7 +44,7 @@ constexpr int kPacket = 188;
 constexpr char kDefaultStart[] = "2024-01-01 12:00:00";
 
 char const kUsage[] =
-    "usage: recstore_record [options] TESTDATA_DIR RECORD_DIR\n"
+    "usage: recstore record [options] TESTDATA_DIR RECORD_DIR\n"
     "  --channels N      channels to record, 1 to 256 (default 4)\n"
     "  --seconds S       simulated seconds per channel, 1 to 86400 (default: until\n"
     "                    the disks are full and a quarter of their files came back\n"
@@ -79,7 +79,7 @@ struct Options {
     std::string strRecordDir;
 };
 
-void fail(std::string const& text) { std::fprintf(stderr, "recstore_record: %s\n", text.c_str()); }
+void fail(std::string const& text) { std::fprintf(stderr, "recstore record: %s\n", text.c_str()); }
 
 // Digits only, no sign, no blanks: "99999999999" must not wrap into range.
 bool parseNumber(char const* text, long long low, long long high, long long& value) {
@@ -553,7 +553,8 @@ int run(Options const& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+// `recstore record`; argv[0] is the command's name.
+int recordMain(int argc, char** argv) {
     // Local time is the engine's time for names and dates: UTC unless the caller chose a zone.
     setenv("TZ", "UTC", 0);
     tzset();

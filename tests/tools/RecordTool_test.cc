@@ -102,7 +102,7 @@ TEST_F(RecordToolTest, BadInputIsOneLineAndRecordsNothing) {
         Result const result = run(c.args);
         EXPECT_EQ(c.nStatus, result.nStatus) << c.args;
         ASSERT_EQ(1u, lines(result.strErr).size()) << c.args << ": " << result.strErr;
-        EXPECT_NE(std::string::npos, result.strErr.find(std::string("recstore_record: ") + c.line))
+        EXPECT_NE(std::string::npos, result.strErr.find(std::string("recstore record: ") + c.line))
             << c.args << ": " << result.strErr;
         EXPECT_EQ("", result.strOut) << c.args;
         EXPECT_FALSE(m_dir.exists("rec")) << c.args;
@@ -185,7 +185,7 @@ TEST_F(RecordToolTest, ChannelsThatRecordedNothingFailOneLineEach) {
         std::vector<std::string> const errors = lines(result.strErr);
         ASSERT_EQ(c.failed.size(), errors.size()) << c.name << ": " << result.strErr;
         for (size_t i = 0; i < errors.size(); ++i) {
-            EXPECT_EQ(0u, errors[i].find("recstore_record: channel " + std::to_string(c.failed[i]) +
+            EXPECT_EQ(0u, errors[i].find("recstore record: channel " + std::to_string(c.failed[i]) +
                                          ": recorded nothing: "))
                 << c.name << ": " << errors[i];
             EXPECT_NE(std::string::npos, errors[i].find(c.code)) << c.name << ": " << errors[i];

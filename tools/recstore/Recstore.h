@@ -65,6 +65,7 @@ extern FILE* g_out;
 inline FILE* out() { return g_out; }
 
 int runLs(std::vector<std::string> const& argv);
+int runRecord(std::vector<std::string> const& argv);
 int runVerify(std::vector<std::string> const& argv);
 int runRepair(std::vector<std::string> const& argv);
 int runExport(std::vector<std::string> const& argv);

@@ -16,6 +16,9 @@ namespace {
 using recstore::Command;
 
 Command const kCommands[] = {
+    {"record", "record the shipped streams into record directories and read them back",
+     nullptr,  // the recording tool prints its own --help
+     recstore::runRecord},
     {"ls", "devices, a device's dates, or a date's recorded segments",
      "usage: recstore ls [--device ID_IP_CAMERA [--date YYYY-MM-DD]] [--json] ROOT...\n"
      "  without --device: every device recorded on the roots, and its first date\n"
@@ -64,6 +67,17 @@ void usage(FILE* out) {
 
 }  // namespace
 
+int recordMain(int argc, char** argv);
+
+namespace recstore {
+int runRecord(std::vector<std::string> const& argv) {
+    std::vector<char*> args{const_cast<char*>("recstore record")};
+    for (std::string const& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+    args.push_back(nullptr);
+    return recordMain(static_cast<int>(args.size()) - 1, args.data());
+}
+}  // namespace recstore
+
 int main(int argc, char** argv) {
     if (argc < 2) {
         usage(stderr);
@@ -78,12 +92,13 @@ int main(int argc, char** argv) {
         if (name != command.pszName) continue;
         std::vector<std::string> args(argv + 2, argv + argc);
         for (std::string const& arg : args) {
-            if (arg == "--help" || arg == "-h") {
+            if (command.pszHelp != nullptr && (arg == "--help" || arg == "-h")) {
                 std::fputs(command.pszHelp, stdout);
                 return recstore::kOk;
             }
         }
-        recstore::placeLogs();
+        // The recording tool keeps its logs under the record folder it fills.
+        if (command.run != recstore::runRecord) recstore::placeLogs();
         return command.run(args);
     }
     std::fprintf(stderr, "recstore: unknown command '%s' (recstore --help lists them)\n", name.c_str());
