@@ -52,13 +52,8 @@ int runExport(std::vector<std::string> const& argv) {
     std::string error;
     if (!args.parse(argv, {"--device", "--from", "--to"}, {}, error)) return fail(kName, kUsage, error);
     RecordInfo device;
-    if (!args.has("--device") || !parseDeviceKey(args.get("--device"), device))
-        return fail(kName, kUsage, "--device ID_IP_CAMERA is needed");
-    unsigned long from = 0;
-    unsigned long to = 0;
-    if (!parseTime(args.get("--from"), from) || !parseTime(args.get("--to"), to))
-        return fail(kName, kUsage, "--from and --to take \"YYYY-MM-DD HH:MM:SS\"");
-    if (to <= from) return fail(kName, kFailed, "--to must come after --from");
+    int const parsed = parseRange(kName, args, device);
+    if (parsed != kOk) return parsed;
     std::vector<std::string> roots = args.positional();
     if (roots.size() < 2) return fail(kName, kUsage, "give the record roots and then OUT.ts");
     std::string const target = roots.back();
@@ -67,8 +62,6 @@ int runExport(std::vector<std::string> const& argv) {
     if (!openRoots(roots, dirs, error)) return fail(kName, kFailed, error);
 
     RecordRetriever retriever;
-    device.setRecordBeginTime(from);
-    device.setRecordEndTime(to);
     long long const expected = expectedBytes(retriever, device);
     int code = retriever.open(device, false);
     if (code != 0) {
@@ -95,7 +88,7 @@ int runExport(std::vector<std::string> const& argv) {
     if (n < 0 && n != -9) return fail(kName, kFailed, "read failed (" + std::to_string(n) + ")");
     if (bytes == 0) return fail(kName, kFailed, "nothing was read of " + args.get("--device"));
     std::fprintf(out(), "%s: %lld bytes of %s from %s to %s\n", target.c_str(), bytes, args.get("--device").c_str(),
-                timeText(from).c_str(), timeText(to).c_str());
+                timeText(device.getRecordBeginTime()).c_str(), timeText(device.getRecordEndTime()).c_str());
     return kOk;
 }
 

@@ -17,17 +17,10 @@ int change(char const* name, std::vector<std::string> const& argv, bool lock) {
     std::string error;
     if (!args.parse(argv, {"--device", "--from", "--to"}, {}, error)) return fail(name, kUsage, error);
     RecordInfo range;
-    if (!args.has("--device") || !parseDeviceKey(args.get("--device"), range))
-        return fail(name, kUsage, "--device ID_IP_CAMERA is needed");
-    unsigned long from = 0;
-    unsigned long to = 0;
-    if (!parseTime(args.get("--from"), from) || !parseTime(args.get("--to"), to))
-        return fail(name, kUsage, "--from and --to take \"YYYY-MM-DD HH:MM:SS\"");
-    if (to <= from) return fail(name, kFailed, "--to must come after --from");
+    int const parsed = parseRange(name, args, range);
+    if (parsed != kOk) return parsed;
     std::vector<RecordDirInfoEx> dirs;
     if (!openRoots(args.positional(), dirs, error)) return fail(name, kFailed, error);
-    range.setRecordBeginTime(from);
-    range.setRecordEndTime(to);
     RecordRetriever retriever;
     int const code = lock ? retriever.lockRecordFile(range) : retriever.unlockRecordFile(range);
     if (code != 0) {
@@ -35,7 +28,7 @@ int change(char const* name, std::vector<std::string> const& argv, bool lock) {
                                        " failed (" + std::to_string(code) + ")");
     }
     std::fprintf(out(), "%s %s from %s to %s\n", lock ? "locked" : "unlocked", args.get("--device").c_str(),
-                timeText(from).c_str(), timeText(to).c_str());
+                timeText(range.getRecordBeginTime()).c_str(), timeText(range.getRecordEndTime()).c_str());
     return kOk;
 }
 

@@ -94,6 +94,19 @@ std::string deviceKey(RecordInfo const& device) {
     return BasicTool::getDeviceDirString(device.getDeviceId(), device.getDeviceIP(), device.getCameraId());
 }
 
+int parseRange(char const* name, Args const& args, RecordInfo& range) {
+    if (!args.has("--device") || !parseDeviceKey(args.get("--device"), range))
+        return fail(name, kUsage, "--device ID_IP_CAMERA is needed");
+    unsigned long from = 0;
+    unsigned long to = 0;
+    if (!parseTime(args.get("--from"), from) || !parseTime(args.get("--to"), to))
+        return fail(name, kUsage, "--from and --to take \"YYYY-MM-DD HH:MM:SS\"");
+    if (to <= from) return fail(name, kFailed, "--to must come after --from");
+    range.setRecordBeginTime(from);
+    range.setRecordEndTime(to);
+    return kOk;
+}
+
 bool openRoots(std::vector<std::string> const& roots, std::vector<RecordDirInfoEx>& dirs, std::string& error) {
     IDiskManager* disk = DiskManagerFactory::getDiskManager(RecordDirInfoEx::kDiskTypeLocal, 0);
     std::vector<RecordDirInfo> list;

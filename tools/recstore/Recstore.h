@@ -51,6 +51,9 @@ std::string timeText(unsigned long seconds);
 // "ID_IP_CAMERA", as the device folders are named; the IP may hold ':'.
 bool parseDeviceKey(std::string const& text, RecordInfo& device);
 std::string deviceKey(RecordInfo const& device);
+// --device, --from and --to into a range of one device; kOk, or the exit
+// code after a line on standard error.
+int parseRange(char const* name, Args const& args, RecordInfo& range);
 
 // The record roots named on the command line, each a folder holding
 // "record": the retriever's directory list from now on. False, with the
