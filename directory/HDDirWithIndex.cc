@@ -144,29 +144,36 @@ int HDDirWithIndex::initRecordSpace() {
         base = useable;
     else
         base = std::min(space.getFreeSpace() + claimed, space.getTotalSpace());
-    long long const actual = base * 95 / 100;
-    setActualUseableSpace(actual);
-    long long const files = actual / fileSize;
-    int const maxFiles = files > 0x7fffffffLL ? 0x7fffffff : static_cast<int>(files);
-    m_indexDir->allocateIndexFile(maxFiles);
+    int const maxFiles = applyUseableSpace(base);
     m_emptyDir->setMaxFileNumber(maxFiles);
     if (maxId >= maxFiles) return 0;
     char text[64];
     std::snprintf(text, sizeof text, "create empty file begin %d", maxFiles);
     writeLog(text, __LINE__);
-    // stopDetectionThread stops a fill by the pool's flag; checked again
-    // after opening it, so a stop between the two can't be missed.
-    if (!m_bClosing) m_emptyDir->startEmptyFileCreate();
-    if (m_bClosing) m_emptyDir->stopEmptyFileCreate();
+    openFillUnlessClosing();
     m_emptyDir->allocRecordSpace();
     writeLog("create empty file end", __LINE__);
     DiskStateManager::getInstance()->preallocateFinishNotify(m_strRecordPath);
     return 0;
 }
 
-void HDDirWithIndex::setActualUseableSpace(long long bytes) {
-    OV_LOCK_GUARD(guard, m_spaceMutex);
-    m_space.setActualUseableSpace(bytes);
+int HDDirWithIndex::applyUseableSpace(long long base) {
+    long long const actual = base * 95 / 100;
+    {
+        OV_LOCK_GUARD(guard, m_spaceMutex);
+        m_space.setActualUseableSpace(actual);
+    }
+    long long const files = actual / getRecordDirInfoEx().getFileSegmentSize();
+    int const maxFiles = files > 0x7fffffffLL ? 0x7fffffff : static_cast<int>(files);
+    m_indexDir->allocateIndexFile(maxFiles);
+    return maxFiles;
+}
+
+// stopDetectionThread stops a fill by the pool's flag; checked again after
+// opening it, so a stop between the two can't be missed.
+void HDDirWithIndex::openFillUnlessClosing() {
+    if (!m_bClosing) setPoolRunning(true);
+    if (m_bClosing) setPoolRunning(false);
 }
 
 void HDDirWithIndex::setPoolRunning(bool running) {

@@ -119,7 +119,10 @@ protected:
     virtual void onReadyRound() {}
     void failInit(char const* message, int line);
     IDiskManager* diskManager() const { return m_pDiskManager.load(); }
-    void setActualUseableSpace(long long bytes);
+    // 95 % of `base` as the actual useable space, index files for the files
+    // it holds; answers that number of files (segment size > 0).
+    int applyUseableSpace(long long base);
+    void openFillUnlessClosing();
 
     // The class named in printed lines.
     char const* m_pszPrintName = "HDDirWithIndex";

@@ -51,19 +51,12 @@ int NasDirWithIndex::initDirs(int fileSystemFormat) {
 // together; the pool only grows towards it, round by round.
 int NasDirWithIndex::initRecordSpace() {
     RecordDirInfoEx info = getRecordDirInfoEx();
-    long long const fileSize = info.getFileSegmentSize();
-    if (fileSize <= 0) return -1;
+    if (info.getFileSegmentSize() <= 0) return -1;
     long long const total = getSpaceRecord().getTotalSpace();
     long long const useable = info.getUseableSpace();
     long long const base = useable != 0 && useable < total ? useable : total;
-    long long const actual = base * 95 / 100;
-    setActualUseableSpace(actual);
-    long long const files = actual / fileSize;
-    int const maxFiles = files > 0x7fffffffLL ? 0x7fffffff : static_cast<int>(files);
-    m_indexDir->allocateIndexFile(maxFiles);
-    m_nasPool->setMaxFileNumber(maxFiles);
-    if (m_bClosing) return 0;
-    m_nasPool->startEmptyFileCreate();
+    m_nasPool->setMaxFileNumber(applyUseableSpace(base));
+    openFillUnlessClosing();
     m_nasPool->allocRecordSpace();
     return 0;
 }
