@@ -209,15 +209,17 @@ TEST_F(NasDirWithIndexTest, RecorderWithMoreDaysGivesWayToAnotherOnTheShare) {
     std::multimap<std::string, std::string> alone = tree();
     EXPECT_EQ(3u, alone.count("1 2024-01-01"));
     EXPECT_EQ(1u, alone.count("empty:NVR"));
+    EXPECT_EQ(OV_RECORD_HD_NO_FILE, create(*first, 1, kDay + 172920));  // the top file is kept
 
     std::unique_ptr<NasDirWithIndex> second = recorder("CMS", 2);
     EXPECT_EQ(OV_RECORD_HD_NO_FILE, create(*second, 2, kDay + 172900));
     EXPECT_EQ(-1, second->deleteEarliestFile({policyOf(2)}));  // nothing of its own to give
     second->detectShare();
     // Rounds until the first recorder's next scan finds the second: it gives
-    // way in that round, and the second grows into the room in its next.
+    // way in that round, and the second grows into the room in its next...
     for (int i = 0; i < NasDirWithIndex::kScanRounds && first->getRecordStatDir().getScanList().empty(); ++i)
         first->detectShare();
+    first->detectShare();  // nor does it grow again into the room it gave
     second->detectShare();
     EXPECT_EQ(0, create(*second, 2, kDay + 172900));
 
