@@ -58,6 +58,7 @@ int NasDirWithIndex::initRecordSpace() {
     m_nasPool->setMaxFileNumber(applyUseableSpace(base));
     openFillUnlessClosing();
     m_nasPool->allocRecordSpace();
+    m_nShareFiles = countShareFiles();
     return 0;
 }
 
@@ -122,7 +123,9 @@ std::vector<RecordDeviceDirPolicy> NasDirWithIndex::getPolicies() {
 int NasDirWithIndex::getDirFileNumber(int& total, int& free) {
     if (!isReady()) return -6;
     total = m_nasPool->getMaxFileNumber();
-    int const onShare = countShareFiles();
+    // The count of the last round: a full listing of the share is too slow
+    // for the group's passes, which ask every directory.
+    int const onShare = m_nShareFiles.load();
     int unmade = 0;
     if (onShare >= 0 && m_nasPool->isDiskSpaceFull() != 0) unmade = std::max(0, total - getHeadroom() - onShare);
 
@@ -206,6 +209,7 @@ void NasDirWithIndex::detectShare() {
     // otherwise grow into the room it has just freed before they could.
     m_nasPool->setKeptForOthers(getHeadroom());
     if (checkRecycleBinDir() == 0) m_nasPool->allocRecordSpace();
+    m_nShareFiles = countShareFiles();
 }
 
 int NasDirWithIndex::checkRecycleBinDir() {

@@ -37,7 +37,8 @@ public:
     int detectDirStatus() override;
     void stopDetectionThread() override;
     void setDirPolicyList(std::vector<RecordDeviceDirPolicy> const& policies) override;
-    // Files not yet made count as free while the share has room for them.
+    // Files not yet made count as free while the share has room for them
+    // (as counted at the last round).
     int getDirFileNumber(int& total, int& free) override;
     // The last resort of a full group: one of the oldest files of the own
     // channels that must give way goes to the bin. 0 when a file is free
@@ -92,6 +93,7 @@ private:
     OVMutex m_nasPolicyMutex;
     std::vector<RecordDeviceDirPolicy> m_nasPolicies;  // guarded by m_nasPolicyMutex
     std::atomic<int> m_nShareRounds{0};
+    std::atomic<int> m_nShareFiles{-1};  // countShareFiles of the last round
     std::atomic<int> m_nLastStatus{0};  // the last failed status logged; 0 ok
 };
 
