@@ -8,7 +8,6 @@
 #include <map>
 #include <memory>
 
-#include "directory/RecordDirFactory.h"
 #include "disk/RecordDeviceDirPolicy.h"
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/ReturnCode.h"
@@ -135,8 +134,7 @@ TEST_F(NasDirWithIndexTest, PoolGrowsRoundByRoundWithinItsBounds) {
     dir->detectShare();
     EXPECT_EQ(10u, tree().count("empty:NVR"));
     std::string const full = "disk is full TotalDiskSpace(51200)MB DiskFreeSpace(1024) MB";
-    EXPECT_EQ(log().find(full), log().rfind(full));
-    EXPECT_NE(std::string::npos, log().find(full));
+    EXPECT_TRUE(log().find(full) != std::string::npos && log().find(full) == log().rfind(full));
 
     m_plan->setReportedSpace(50 * kGiBMiB, 40 * kGiBMiB);
     for (int i = 0; i < 9; ++i) ASSERT_EQ(0, create(*dir, 1, kDay + 20 + i));
@@ -198,9 +196,6 @@ TEST_F(NasDirWithIndexTest, ShareLostWhileRecordingComesBackWithEverythingRecord
 // keeps all it recorded. When a second one appears with nothing, the first,
 // holding more days, gives way with its oldest recordings, and only those.
 TEST_F(NasDirWithIndexTest, RecorderWithMoreDaysGivesWayToAnotherOnTheShare) {
-    RecordDirFactory factory;
-    SafePointer<IRecordDir> made = factory.create(1, m_info, 1, "NVR", 1);
-    ASSERT_NE(nullptr, dynamic_cast<NasDirWithIndex*>(made.get()));
     std::unique_ptr<NasDirWithIndex> first = recorder("NVR", 1);
     for (long long begin : {kDay, kDay + 60, kDay + 120, kDay + 86400, kDay + 86460, kDay + 172800, kDay + 172860})
         recordTestFile(*first, 1, begin);
@@ -236,6 +231,28 @@ TEST_F(NasDirWithIndexTest, RecorderWithMoreDaysGivesWayToAnotherOnTheShare) {
     second.reset();
     EXPECT_EQ(0, first->deleteEarliestFile({policyOf(1)}));
     EXPECT_EQ(1u, tree().count("recycleBin"));
+}
+
+// Giving way deletes what holds no recording first: the bin, then spare
+// empty files (the top one kept); a disk at its reserve asks for one more.
+TEST_F(NasDirWithIndexTest, GivingWayTakesTheBinAndSpareFilesBeforeAnyRecording) {
+    std::unique_ptr<NasDirWithIndex> first = recorder("NVR", 1);
+    std::vector<SafePointer<RecordFileInfo>> files;
+    for (long long begin : {kDay, kDay + 60, kDay + 86400, kDay + 86460, kDay + 172800})
+        files.push_back(recordTestFile(*first, 1, begin));
+    ASSERT_EQ(1, first->deleteFile(files[0]));
+    std::unique_ptr<NasDirWithIndex> second = recorder("CMS", 2);
+    second->detectShare();
+    for (int i = 0; i <= NasDirWithIndex::kScanRounds && first->getRecordStatDir().getScanList().empty(); ++i)
+        first->detectShare();
+    std::multimap<std::string, std::string> left = tree();
+    EXPECT_EQ(0u, left.count("recycleBin"));
+    EXPECT_EQ(2u, left.count("empty:NVR"));
+    EXPECT_EQ(6u, left.size());  // with the four recordings
+    m_plan->setReportedSpace(50 * kGiBMiB, kGiBMiB);
+    first->detectShare();
+    EXPECT_EQ(1u, tree().count("empty:NVR"));
+    EXPECT_EQ(5u, tree().size());
 }
 
 }  // namespace
