@@ -40,11 +40,11 @@ using namespace NS_HDDirWithIndex;
 HDDirWithIndex::HDDirWithIndex(RecordDirInfoEx const& info, int groupValue, std::string const& deviceId,
                                int recordType)
     : IRecordDir(info),
-      m_speed(new RecordSpeedCalculator(info.getRecordRootDir())),
       m_strRecordPath(BasicTool::getRecordDir(info.getRecordRootDir())),
+      m_strDeviceId(deviceId),
+      m_speed(new RecordSpeedCalculator(info.getRecordRootDir())),
       m_nGroupValue(groupValue),
-      m_nRecordType(recordType),
-      m_strDeviceId(deviceId) {
+      m_nRecordType(recordType) {
     m_space.setRecordDirInfo(RecordDirInfoEx::changeToRecordDirInfo(info));
     m_emptyDir = SafePointer<EmptyDirManager>(new EmptyDirManager(
         info.getFileSegmentSize(), info.getDiskType(), m_strRecordPath, deviceId, recordType, 16));
@@ -117,7 +117,7 @@ int HDDirWithIndex::initDirs(int fileSystemFormat) {
         GlobalEnv::print("%s", "HDDirWithIndex::initDirs Recycle Bin init failed \n");
         return 0;
     }
-    if (m_emptyDir->init(fileSystemFormat) == 0) {
+    if (initEmptyPool(fileSystemFormat) == 0) {
         GlobalEnv::print("%s", "HDDirWithIndex::initDirs Empty init failed \n");
         return 0;
     }
@@ -143,34 +143,50 @@ int HDDirWithIndex::initRecordSpace() {
         base = useable;
     else
         base = std::min(space.getFreeSpace() + claimed, space.getTotalSpace());
-    long long const actual = base * 95 / 100;
-    {
-        OV_LOCK_GUARD(guard, m_spaceMutex);
-        m_space.setActualUseableSpace(actual);
-    }
-    long long const files = actual / fileSize;
-    int const maxFiles = files > 0x7fffffffLL ? 0x7fffffff : static_cast<int>(files);
-    m_indexDir->allocateIndexFile(maxFiles);
+    int const maxFiles = applyUseableSpace(base);
     m_emptyDir->setMaxFileNumber(maxFiles);
     if (maxId >= maxFiles) return 0;
     char text[64];
     std::snprintf(text, sizeof text, "create empty file begin %d", maxFiles);
     writeLog(text, __LINE__);
-    // stopDetectionThread stops a fill by the pool's flag; checked again
-    // after opening it, so a stop between the two can't be missed.
-    if (!m_bClosing) m_emptyDir->startEmptyFileCreate();
-    if (m_bClosing) m_emptyDir->stopEmptyFileCreate();
+    openFillUnlessClosing();
     m_emptyDir->allocRecordSpace();
     writeLog("create empty file end", __LINE__);
     DiskStateManager::getInstance()->preallocateFinishNotify(m_strRecordPath);
     return 0;
 }
 
+int HDDirWithIndex::applyUseableSpace(long long base) {
+    long long const actual = base * 95 / 100;
+    {
+        OV_LOCK_GUARD(guard, m_spaceMutex);
+        m_space.setActualUseableSpace(actual);
+    }
+    long long const files = actual / getRecordDirInfoEx().getFileSegmentSize();
+    int const maxFiles = files > 0x7fffffffLL ? 0x7fffffff : static_cast<int>(files);
+    m_indexDir->allocateIndexFile(maxFiles);
+    return maxFiles;
+}
+
+// stopDetectionThread stops a fill by the pool's flag; checked again after
+// opening it, so a stop between the two can't be missed.
+void HDDirWithIndex::openFillUnlessClosing() {
+    if (!m_bClosing) setPoolRunning(true);
+    if (m_bClosing) setPoolRunning(false);
+}
+
+void HDDirWithIndex::setPoolRunning(bool running) {
+    if (running)
+        m_emptyDir->startEmptyFileCreate();
+    else
+        m_emptyDir->stopEmptyFileCreate();
+}
+
 bool HDDirWithIndex::isWritable() { return getRecordDirInfoEx().getEnableFlag() && m_bReady; }
 
 bool HDDirWithIndex::hasFreeSpace() {
     if (!m_bReady) return false;
-    return m_recycleBin->hasFreeFile() || m_emptyDir->hasFreeSpace();
+    return m_recycleBin->hasFreeFile() || poolHasFreeSpace();
 }
 
 int HDDirWithIndex::getRecordDirSpaceInfo(RecordDirSpaceInfo& out) {
@@ -207,7 +223,7 @@ int HDDirWithIndex::createFile(SafePointer<RecordFileInfo>& file) {
                 m_pSceneLog->addChunnelDiskInfo(file->getDeviceId(), file->getCameraId(), info.getRecordRootDir());
             return 0;
         }
-        if (m_emptyDir->createFileEx(file) == 0 && !m_recycleBin->createFileEx(file))
+        if (takeEmptyFile(file) == 0 && !m_recycleBin->createFileEx(file))
             return OV_RECORD_HD_NO_FILE;
     }
     if (m_pSceneLog != nullptr) {
@@ -331,7 +347,7 @@ void HDDirWithIndex::setDiskAlarmInterval(int seconds) {
 
 long long HDDirWithIndex::getFreeSize() {
     long long files = m_recycleBin->getFileNumber();
-    if (getRecordDirInfoEx().getDiskType() != kSdCardType) files += m_emptyDir->getEmptyFileNumber();
+    if (getRecordDirInfoEx().getDiskType() != kSdCardType) files += getPoolFileNumber();
     return files * getRecordDirInfoEx().getFileSegmentSize();
 }
 
@@ -401,7 +417,7 @@ int HDDirWithIndex::detectDirStatus() {
         m_bReady = true;
         setStatus(1);
         touchoffDiskStatusListener(getRecordDirInfoEx(), 1, true);
-        m_emptyDir->startEmptyFileCreate();
+        setPoolRunning(true);
         m_recycleBin->setUsableFlag(true);
         return 0;
     }
@@ -412,7 +428,7 @@ int HDDirWithIndex::detectDirStatus() {
         m_space.setFreeSpace(0);
     }
     m_bReady = false;
-    m_emptyDir->stopEmptyFileCreate();
+    setPoolRunning(false);
     m_recycleBin->setUsableFlag(false);
     writeLog("my disk status is not ok", __LINE__);
     bool notify = false;
@@ -446,6 +462,7 @@ int HDDirWithIndex::detectDirStatusThread() {
             return 1;
         }
         if (count % kClearRounds == 0) clearDeviceRecord();
+        onReadyRound();
     } catch (OVRuntimeError const& error) {
         // The group mutex is a scope guard in detectDirStatus: already released.
         Logger::writeLog("RecordIOError", error.what(), __FILE__, __LINE__);
@@ -507,7 +524,7 @@ void HDDirWithIndex::touchoffDiskStatusListener(RecordDirInfoEx const& info, int
         listener = m_listener;
     }
     char text[1200];
-    std::snprintf(text, sizeof text, "HDDirWithIndex::touchoffDiskStatusListener:%d,%d,%s \n", alarmType,
+    std::snprintf(text, sizeof text, "%s::touchoffDiskStatusListener:%d,%d,%s \n", m_pszPrintName, alarmType,
                   notify ? 1 : 0, info.getRecordRootDir().c_str());
     GlobalEnv::print("%s", text);
     if (!notify) return;
@@ -589,7 +606,7 @@ void HDDirWithIndex::stopDetectionThread() {
     m_bStopFlag = true;
     m_bClosing = true;
     m_bReady = false;
-    m_emptyDir->stopEmptyFileCreate();
+    setPoolRunning(false);
     m_pStatusThread->stop();
     m_nDetectCount = 0;
     m_closeThread->stop();

@@ -76,7 +76,7 @@ public:
     long long getFreeSize();
 
     // One round of status detection: 0 ready or not answered, -1 not ready.
-    int detectDirStatus();
+    virtual int detectDirStatus();
     // The status thread's body: 1 goes on, 0 ends the thread.
     int detectDirStatusThread();
     // Space figures and, on an SD card, the alarm threshold; 0, -1 on failure.
@@ -101,15 +101,45 @@ public:
     static constexpr int kClearRounds = 1800;
     static constexpr int kSdCardSpaceAlarm = 6;
 
+protected:
+    // What a directory of another disk kind changes; the defaults are the
+    // local disk's. Each runs on the thread its caller runs on.
+    virtual int initDirs(int fileSystemFormat);
+    // 0, -1 on failure.
+    virtual int initRecordSpace();
+    // The pool of empty files: init (1 on success), whether one can be
+    // given, giving one (1 when given), its count, and starting or stopping
+    // a fill.
+    virtual int initEmptyPool(int fileSystemFormat) { return m_emptyDir->init(fileSystemFormat); }
+    virtual bool poolHasFreeSpace() { return m_emptyDir->hasFreeSpace(); }
+    virtual int takeEmptyFile(SafePointer<RecordFileInfo>& file) { return m_emptyDir->createFileEx(file); }
+    virtual int getPoolFileNumber() { return m_emptyDir->getEmptyFileNumber(); }
+    virtual void setPoolRunning(bool running);
+    // Each round of the status thread while ready, after the space check.
+    virtual void onReadyRound() {}
+    void failInit(char const* message, int line);
+    IDiskManager* diskManager() const { return m_pDiskManager.load(); }
+    // 95 % of `base` as the actual useable space, index files for the files
+    // it holds; answers that number of files (segment size > 0).
+    int applyUseableSpace(long long base);
+    void openFillUnlessClosing();
+
+    // The class named in printed lines.
+    char const* m_pszPrintName = "HDDirWithIndex";
+    SafePointer<EmptyDirManager> m_emptyDir;
+    SafePointer<RecordRecycleBin> m_recycleBin;
+    SafePointer<IndexDirManager> m_indexDir;
+    SafePointer<RecordDirHandler> m_handler;
+    std::string m_strRecordPath;
+    std::string m_strDeviceId;
+    // Set by stopDetectionThread until the next start: a fill must not begin.
+    std::atomic<bool> m_bClosing{false};
+
 private:
-    int initDirs(int fileSystemFormat);
-    int initRecordSpace();
     void clearDeviceRecord();
     // A device folder "<device>_move...": its files to the bin, then it goes.
     bool clearMovedDevice(std::string const& name);
-    void failInit(char const* message, int line);
     void setStatus(int status);
-    IDiskManager* diskManager() const { return m_pDiskManager.load(); }
 
     SafePointer<RecordSpeedCalculator> m_speed;
     std::atomic<bool> m_bReady{false};
@@ -117,21 +147,13 @@ private:
     RecordDirSpaceInfo m_space;  // guarded by m_spaceMutex
     // Process-lived, not owned; set by init while sessions read it.
     std::atomic<IDiskManager*> m_pDiskManager{nullptr};
-    SafePointer<EmptyDirManager> m_emptyDir;
-    SafePointer<RecordRecycleBin> m_recycleBin;
-    SafePointer<IndexDirManager> m_indexDir;
-    SafePointer<RecordDirHandler> m_handler;
     std::vector<RecordDeviceDirPolicy> m_policies;  // guarded by m_policyMutex
     OVMutex m_policyMutex;
     RecordFileRequestManager m_requests;
-    std::string m_strRecordPath;
     std::atomic<bool> m_bStopFlag{true};
-    // Set by stopDetectionThread until the next start: a fill must not begin.
-    std::atomic<bool> m_bClosing{false};
     std::unique_ptr<GThread> m_pStatusThread;
     int m_nGroupValue;
     int m_nRecordType;
-    std::string m_strDeviceId;
     std::atomic<int> m_nDetectCount{0};
     OVMutex m_listenerMutex;
     SafePointer<IRecordServiceListenerManager> m_listener;  // guarded by m_listenerMutex

@@ -1,6 +1,7 @@
 #ifndef DIRECTORY_RECORDDIRFACTORY_H
 #define DIRECTORY_RECORDDIRFACTORY_H
 
+#include <functional>
 #include <string>
 
 #include "directory/IRecordDir.h"
@@ -18,6 +19,12 @@ public:
                                    std::string const& deviceId, int recordType);
 
     static constexpr int kRecordDirKind = 1;
+
+    // Test hook: what `creator` makes (when not null) is made instead, so a
+    // test can serve a directory of its own through the disk manager. An
+    // empty function restores the factory. Any thread.
+    using Creator = std::function<IRecordDir*(int dirKind, RecordDirInfoEx const& info)>;
+    static void setCreator(Creator creator);
 };
 
 #endif

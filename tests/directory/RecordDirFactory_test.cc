@@ -4,7 +4,7 @@
 #include <typeinfo>
 
 #include "directory/HDDirWithIndex.h"
-#include "directory/PlainRecordDir.h"
+#include "directory/NasDirWithIndex.h"
 #include "directory/RecordDirEx.h"
 #include "directory/RecordDirFactory.h"
 #include "directory/RecordDirWithoutIndex.h"
@@ -44,7 +44,7 @@ TEST(RecordDirFactory, ChoosesTheClassByKindThenDiskType) {
     } const cases[] = {
         {1, 0, typeid(HDDirWithIndex).name()},        {1, 1, typeid(HDDirWithIndex).name()},
         {1, 2, typeid(HDDirWithIndex).name()},        {1, 5, typeid(HDDirWithIndex).name()},
-        {1, 3, typeid(RecordDirWithoutIndex).name()}, {1, 4, typeid(PlainRecordDir).name()},
+        {1, 3, typeid(RecordDirWithoutIndex).name()}, {1, 4, typeid(NasDirWithIndex).name()},
         {2, 1, typeid(SnapshotRecordDirEx).name()},   {2, 3, typeid(SnapshotRecordDirEx).name()},
         {0, 4, typeid(SnapshotRecordDirEx).name()},
     };

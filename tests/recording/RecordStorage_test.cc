@@ -16,6 +16,7 @@
 
 #include "directory/LastRecordFileInfoManager.h"
 #include "directory/PlainRecordDir.h"
+#include "directory/RecordDirFactory.h"
 #include "disk/RecordDirStateManager.h"
 #include "disk/RecordDiskManagerImpl.h"
 #include "foundation/ReturnCode.h"
@@ -85,6 +86,12 @@ protected:
         m_other.setRecordRootDir(m_disk.path("sdb1"));
         m_other.setRecordDiskName("sdb1");
         LastRecordFileInfoManager::getInstance()->clear();
+        // Shares (type 4) stand for plain folders here, which remember the
+        // state of the files they gave out.
+        RecordDirFactory::setCreator([](int kind, RecordDirInfoEx const& info) -> IRecordDir* {
+            return kind == RecordDirFactory::kRecordDirKind && info.getDiskType() == 4 ? new PlainRecordDir(info)
+                                                                                       : nullptr;
+        });
         ASSERT_TRUE(serveRecordDirs({m_dir}));
         m_info.setDeviceId("NVR");
         m_info.setDeviceIP("10.0.0.7");
@@ -96,6 +103,7 @@ protected:
         m_plan->release();
         m_session.reset();
         stopRecordDirs();
+        RecordDirFactory::setCreator(nullptr);
         LastRecordFileInfoManager::getInstance()->clear();
         RecordDirStateManager::getInstance()->clear();
         GlobalEnv::getInstance()->setPrintFlag(false);

@@ -22,7 +22,7 @@ FaultInjectingDiskManager::FaultInjectingDiskManager(std::shared_ptr<FaultPlan> 
 int FaultInjectingDiskManager::getDiskSpace(char const* path, long long& totalMiB,
                                             long long& usedMiB) {
     if (m_pPlan->isVanished()) return -1;
-    int result = m_real.getDiskSpace(path, totalMiB, usedMiB);
+    int result = m_pPlan->getReportedSpace(totalMiB, usedMiB) ? 0 : m_real.getDiskSpace(path, totalMiB, usedMiB);
     if (result == 0 && m_pPlan->isDiskFull()) usedMiB = totalMiB;
     return result;
 }

@@ -91,6 +91,20 @@ long long FaultPlan::takeSpace(long long size) {
     return fits;
 }
 
+void FaultPlan::setReportedSpace(long long totalMiB, long long freeMiB) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nReportedTotalMiB = totalMiB;
+    m_nReportedFreeMiB = freeMiB;
+}
+
+bool FaultPlan::getReportedSpace(long long& totalMiB, long long& usedMiB) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_nReportedTotalMiB < 0) return false;
+    totalMiB = m_nReportedTotalMiB;
+    usedMiB = m_nReportedTotalMiB - m_nReportedFreeMiB;
+    return true;
+}
+
 bool FaultPlan::isDiskFull() {
     std::lock_guard<std::mutex> lock(m_mutex);
     return m_bDiskFull;

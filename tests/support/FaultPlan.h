@@ -43,6 +43,11 @@ public:
     // its call fails, the file left behind as by a manager whose clean-up
     // failed on the full disk; the disk is full from then on.
     void setDiskFullAfter(long long bytes);
+    // The disk reports this size and free space (MiB) instead of its own,
+    // so a test can stand for a disk of any size; a negative total stops it.
+    void setReportedSpace(long long totalMiB, long long freeMiB);
+    // The reported space as getDiskSpace gives it; false when none is set.
+    bool getReportedSpace(long long& totalMiB, long long& usedMiB);
     // How much of a file of `size` bytes fits; size itself while no limit is
     // set. Used by the injecting disk manager.
     long long takeSpace(long long size);
@@ -139,6 +144,8 @@ private:
     bool m_bVanished = false;
     bool m_bDiskFull = false;
     long long m_nSpaceLeft = -1;  // -1: no limit
+    long long m_nReportedTotalMiB = -1;  // -1: the real disk's
+    long long m_nReportedFreeMiB = 0;
 
     // A rename since the folder's last sync.
     struct Entry {
