@@ -7,7 +7,24 @@
 #include <sstream>
 #include <vector>
 
+#include "host/HostPaths.h"
+
 namespace fs = std::filesystem;
+
+namespace {
+
+// A test program never writes the recorder's fixed paths: whatever logs or
+// reads configuration outside a test's own root (an object that outlives
+// its test's root, say) lands in a folder of the program, gone at exit.
+struct ProgramRoot {
+    TempDir dir;
+    ProgramRoot() {
+        if (HostPaths::getRoot().empty()) HostPaths::setRoot(dir.root());
+    }
+};
+ProgramRoot const g_programRoot;
+
+}  // namespace
 
 TempDir::TempDir() {
     char const* base = getenv("TMPDIR");
