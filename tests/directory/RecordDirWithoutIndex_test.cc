@@ -216,26 +216,38 @@ TEST_F(FtpDirTest, FreeSpaceOfExactlyOneSegmentIsNone) {
 }
 
 TEST_F(FtpDirTest, ReclaimsTheOldestByTheTimeInTheNameButNotAFileBeingWritten) {
-    char const* const names[] = {
-        "NVR_10.0.0.7_2_20240101110000.ts", "NVR_10.0.0.7_2_20231231230000.ts",
-        "NVR_10.0.0.7_2_20240101100000.ts", "NVR_10.0.0.7_3_20231231220000.ts",  // camera 3: no policy
-        "NVR_10.0.0.7_4_20231220000000.ts",                                     // 12 days, keeps 10
+    struct File {
+        int camera;
+        char const* date;
+        char const* time;
+        bool kept;
+    } const files[] = {
+        {2, "2024-01-01", "110000", true},  {2, "2023-12-31", "230000", false},
+        {2, "2024-01-01", "100000", true},  // being written
+        {3, "2023-12-31", "220000", false},  // the oldest
+        {4, "2023-12-20", "000000", false},  // 12 days old, keeps 10
+        {5, "2024-01-01", "123000", true},   // keeps for ever
     };
-    for (char const* name : names) put(name, kSegment);
-    m_info.setUseableSpace(6 * kSegment);
-    dir().setDirPolicyList({policy(2, true), policy(4, false, 10)});
-    ASSERT_EQ(1, dir().init());  // 5 segments used: room for one, with 99 % none
+    auto path = [&](File const& f) {
+        std::string const day = f.date;
+        std::string const compact = day.substr(0, 4) + day.substr(5, 2) + day.substr(8, 2);
+        std::string const device = "NVR_10.0.0.7_" + std::to_string(f.camera);
+        return m_info.getRecordRootDir() + "/record/" + device + "/" + f.date + "/" + device + "_" + compact + f.time + ".ts";
+    };
+    for (File const& f : files) put(fs::path(path(f)).filename().string(), kSegment);
+    m_info.setUseableSpace(7 * kSegment);
+    dir().setDirPolicyList({policy(2, true), policy(3, true), policy(4, false, 10), policy(5, false, 0)});
+    ASSERT_EQ(1, dir().init());  // 6 segments used: room for one, with 99 % none
     SafePointer<RecordFileInfo> recording = testFileOf(2, kNoon - 7200);  // the 10:00 file, continued
     ASSERT_EQ(0, dir().createFile(recording));
     EXPECT_EQ(0, dir().deleteFile(recording));
-    EXPECT_EQ(1, dir().cleanSpace(2 * kSegment));
-    // Camera 4's file went by age at init, then the 23:00 and the 11:00 file
-    // by time; the 10:00 one is written.
-    EXPECT_FALSE(fs::exists(m_info.getRecordRootDir() + "/record/NVR_10.0.0.7_4/2023-12-20/" + names[4]));
-    EXPECT_FALSE(fs::exists(m_info.getRecordRootDir() + "/record/NVR_10.0.0.7_2/2023-12-31/" + names[1]));
-    EXPECT_FALSE(exists(names[0]));
-    EXPECT_TRUE(exists(names[2]));
-    EXPECT_TRUE(fs::exists(m_info.getRecordRootDir() + "/record/NVR_10.0.0.7_3/2023-12-31/" + names[3]));
+    EXPECT_EQ(1, dir().cleanSpace(4 * kSegment));
+    for (File const& f : files) EXPECT_EQ(f.kept, fs::exists(path(f))) << path(f);
+    // With room to spare, age alone: 10 days and an hour go, 9 days stay.
+    File const older{4, "2023-12-22", "120000", false}, younger{4, "2023-12-23", "130000", true};
+    for (File const& f : {older, younger}) put(fs::path(path(f)).filename().string(), 1);
+    EXPECT_EQ(1, dir().deleteOutDateFile({policy(4, false, 10)}));
+    for (File const& f : {older, younger}) EXPECT_EQ(f.kept, fs::exists(path(f))) << path(f);
 }
 
 }  // namespace
