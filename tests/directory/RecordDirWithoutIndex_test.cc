@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "directory/RecordFileCheckerWithoutIndex.h"
+#include "disk/IRecordServiceListenerManager.h"
 #include "foundation/BasicTool.h"
 #include "foundation/ReturnCode.h"
 #include "recording/TSRecordWriterWithoutIndex.h"
@@ -19,38 +20,46 @@
 namespace {
 
 namespace fs = std::filesystem;
-constexpr long long kNoon = 1704110400;          // 2024-01-01 12:00:00 UTC
-constexpr long long kMidnight = kNoon + 43200;   // 2024-01-02 00:00:00
+constexpr long long kNoon = 1704110400;         // 2024-01-01 12:00:00 UTC
+constexpr long long kMidnight = kNoon + 43200;  // 2024-01-02 00:00:00
 constexpr long long kSegment = 10 * TestBlock::kPacket;
-char const* const kDeviceDir = "/record/NVR_10.0.0.7_2/";
+char const* const kName = "NVR_10.0.0.7_2_20240101120000.ts";
+
+// Each disk alarm handed over, as "minor source-name source-id".
+class AlarmLog : public IRecordServiceListenerManager {
+public:
+    void addListener(IAlarmListenerEx*) override {}
+    void clear() override {}
+    int handleMessage(AlarmInfoEx& alarm) override {
+        m_lines.push_back(std::to_string(alarm.getMinorType()) + " " + alarm.getSourceName() + " " +
+                          alarm.getSourceId());
+        return 0;
+    }
+    std::vector<std::string> m_lines;
+};
 
 TEST(RecordFileCheckerWithoutIndex, ReadsChannelAndTimeFromTheNameAndRefusesOthers) {
     struct Case {
         char const* name;
-        bool ok;
-        char const* ip;
-        int camera;
-        long long begin;
+        char const* read;  // id, IP, camera, begin time; "" when refused
     } const cases[] = {
-        {"NVR_10.0.0.7_2_20240101120000.ts", true, "10.0.0.7", 2, kNoon},
-        {"NVR_fe80--1_12_20240102000000.ts", true, "fe80--1", 12, kMidnight},
-        {"NVR_10.0.0.7_20240101120000.ts", false, "", 0, 0},       // two underscores
-        {"NVR_10.0.0.7_2_20240101120000.mp4", false, "", 0, 0},    // no ".ts"
-        {"NVR_10.0.0.7_2_20240101120000.ts&", false, "", 0, 0},    // something behind ".ts"
-        {"NVR_10.0.0.7_2_20240101120000.ts.part", false, "", 0, 0},
-        {"NVR_10.0.0.7_x_20240101120000.ts", false, "", 0, 0},     // camera not a number
-        {"NVR_10.0.0.7_2_2024010112000.ts", false, "", 0, 0},      // 13 digits
-        {"NVR_10.0.0.7_2_20241301120000.ts", false, "", 0, 0},     // month 13
-        {"_10.0.0.7_2_20240101120000.ts", false, "", 0, 0},        // no device id
+        {"NVR_10.0.0.7_2_20240101120000.ts", "NVR 10.0.0.7 2 1704110400"},
+        {"NVR_fe80--1_12_20240102000000.ts", "NVR fe80--1 12 1704153600"},
+        {"NVR_10.0.0.7_20240101120000.ts", ""},     // two underscores
+        {"NVR_10.0.0.7_2_20240101120000.mp4", ""},  // no ".ts"
+        {"NVR_10.0.0.7_2_20240101120000.ts&", ""},  // something behind ".ts"
+        {"NVR_10.0.0.7_x_20240101120000.ts", ""},   // camera not a number
+        {"NVR_10.0.0.7_2_2024010112000.ts", ""},    // 13 digits
+        {"NVR_10.0.0.7_2_20241301120000.ts", ""},   // month 13
+        {"_10.0.0.7_2_20240101120000.ts", ""},      // no device id
     };
     for (Case const& c : cases) {
         RecordFileCheckerWithoutIndex checker;
-        ASSERT_EQ(c.ok, checker.checkFileName(c.name)) << c.name;
-        if (!c.ok) continue;
-        EXPECT_EQ("NVR", checker.getDeviceID());
-        EXPECT_EQ(c.ip, checker.getDeviceIP());
-        EXPECT_EQ(c.camera, checker.getCameraID());
-        EXPECT_EQ(c.begin, checker.getBeginTime());
+        std::string read;
+        if (checker.checkFileName(c.name))
+            read = checker.getDeviceID() + " " + checker.getDeviceIP() + " " + std::to_string(checker.getCameraID()) +
+                   " " + std::to_string(checker.getBeginTime());
+        EXPECT_EQ(c.read, read) << c.name;
     }
     RecordingClock clock(kNoon);
     std::string name;
@@ -74,27 +83,22 @@ protected:
         m_info.setUseableSpace(100 * kSegment);
         fs::create_directories(m_info.getRecordRootDir());
     }
-    // A record file of `size` bytes under its name's device and date folders.
-    void put(std::string const& name, long long size) {
+    // Where a record file of that name lies; `size` bytes are put there.
+    std::string pathOf(std::string const& name, long long size = -1) {
         RecordFileCheckerWithoutIndex checker;
-        ASSERT_TRUE(checker.checkFileName(name.c_str()));
-        SafePointer<RecordFileInfo> file = checker.createRecordFileInfo(m_info, BasicTool::getDateString(checker.getBeginTime()));
+        EXPECT_TRUE(checker.checkFileName(name.c_str())) << name;
+        SafePointer<RecordFileInfo> file = checker.createRecordFileInfo(m_info, BasicTool::getDateString(name));
+        if (size < 0) return file->createRecordFileName();
         fs::create_directories(file->getDateDir());
         std::ofstream(file->createRecordFileName()) << std::string(static_cast<size_t>(size), 'x');
-    }
-    bool exists(std::string const& name) const {
-        return fs::exists(m_info.getRecordRootDir() + kDeviceDir + BasicTool::getDateString(name) + "/" + name);
+        return file->createRecordFileName();
     }
     RecordDirWithoutIndex& dir() {
         if (!m_dir) m_dir.reset(new RecordDirWithoutIndex(m_info, 0));
         return *m_dir;
     }
     static RecordDeviceDirPolicy policy(int camera, bool cycle, int days = 0) {
-        RecordDeviceInfo device;
-        device.setDeviceId("NVR");
-        device.setDeviceIP("10.0.0.7");
-        device.setCameraId(camera);
-        return RecordDeviceDirPolicy(device, cycle, 1, days, false);
+        return RecordDeviceDirPolicy(testFileOf(camera, 0)->getRecordDeviceInfo(), cycle, 1, days, false);
     }
     // A writer on the file of camera 2 that begins at `begin`.
     std::unique_ptr<TSRecordWriterWithoutIndex> openWriter(long long begin) {
@@ -115,23 +119,11 @@ protected:
     std::string m_path;
 };
 
-// Blocks in seconds as a session hands them: video 1 (I frame 1, P 2), audio 2.
-struct Step {
-    int es;
-    int frame;
-    long long time;
-    int packets;
-    char tag;
-    int code;
-    bool stored;
-};
-
 TEST_F(FtpDirTest, WriterStartsAtAnIFrameGrowsItsFileAndEndsItOnlyAtAnIFrame) {
     ASSERT_EQ(1, dir().init());
-    struct Run {
-        long long begin;
-        std::vector<Step> steps;
-    } const runs[] = {
+    // Blocks in seconds as a session hands them: video 1 (I frame 1, P 2), audio 2.
+    struct Step { int es, frame; long long time; int packets; char tag; int code; bool stored; };
+    struct Run { long long begin; std::vector<Step> steps; } const runs[] = {
         // At the segment size: refused on an I frame only, so a file may
         // run past its size until the next one.
         {kNoon, {{1, 2, kNoon, 1, 'z', 0, false},     {1, 1, kNoon, 2, 'a', 0, true},
@@ -153,34 +145,17 @@ TEST_F(FtpDirTest, WriterStartsAtAnIFrameGrowsItsFileAndEndsItOnlyAtAnIFrame) {
             EXPECT_EQ(expected, TempDir::readWhole(m_path)) << step.tag;
         }
         writer->close();
-        writer->close();
+        writer->close();  // nothing the second time
         TestBlock late(1, 1, run.begin, 1, 'q');
         EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer->write(&late.data, false, 0));
     }
 }
 
-TEST_F(FtpDirTest, AFileOfTheSameNameIsContinuedNotCutAndAFailedWriteEndsTheFile) {
-    ASSERT_EQ(1, dir().init());
-    TestBlock first(1, 1, kNoon, 2, 'a');
-    TestBlock second(1, 1, kNoon + 1, 1, 'b');
-    EXPECT_EQ(0, openWriter(kNoon)->write(&first.data, false, 0));
-    auto plan = std::make_shared<FaultPlan>();
-    FaultInjection faults(plan);
-    std::unique_ptr<TSRecordWriterWithoutIndex> writer = openWriter(kNoon);
-    EXPECT_EQ(0, writer->write(&second.data, false, 0));
-    plan->failWriteAt(1);
-    EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer->write(&second.data, false, 0));
-    EXPECT_EQ(first.text() + second.text(), TempDir::readWhole(m_path));
-}
-
 TEST_F(FtpDirTest, CreateFileAnswersEachFailureWithItsOwnCode) {
     auto plan = std::make_shared<FaultPlan>();
     FaultInjection faults(plan);
-    SafePointer<RecordFileInfo> file = testFileOf(2, kNoon);
-    EXPECT_EQ(OV_RECORD_DIR_NOT_WRITABLE, dir().createFile(file));
-    EXPECT_FALSE(dir().isWritable());
     ASSERT_EQ(1, dir().init());
-    EXPECT_TRUE(dir().isWritable());
+    SafePointer<RecordFileInfo> file = testFileOf(2, kNoon);
     file->setDeviceId("N_VR");
     EXPECT_EQ(OV_RECORD_FILE_NAME_FAILED, dir().createFile(file));
     file = testFileOf(2, kNoon);
@@ -188,16 +163,24 @@ TEST_F(FtpDirTest, CreateFileAnswersEachFailureWithItsOwnCode) {
     EXPECT_EQ(OV_RECORD_FILE_DIR_FAILED, dir().createFile(file));
     plan->failCreateEmptyFileAt(1);
     EXPECT_EQ(OV_RECORD_CREATE_FILE_FAILED, dir().createFile(file));
-    EXPECT_FALSE(exists("NVR_10.0.0.7_2_20240101120000.ts"));
+    std::string const path = m_info.getRecordRootDir() + "/record/NVR_10.0.0.7_2/2024-01-01/" + kName;
+    EXPECT_FALSE(fs::exists(path));
     EXPECT_EQ(0, dir().createFile(file));
-    EXPECT_EQ(m_info.getRecordRootDir() + kDeviceDir + "2024-01-01/NVR_10.0.0.7_2_20240101120000.ts",
-              file->createRecordFileName());
-    EXPECT_EQ(0, fs::file_size(file->createRecordFileName()));
-    EXPECT_EQ(3, file->getRecordDirInfoEx().getDiskType());
+    EXPECT_EQ(path, file->createRecordFileName());
+    EXPECT_EQ(0u, fs::file_size(path));
+    // A file of a name that exists is continued, never cut; a failed write
+    // ends it with what was whole.
+    TestBlock first(1, 1, kNoon, 2, 'a'), second(1, 1, kNoon + 1, 1, 'b');
+    EXPECT_EQ(0, openWriter(kNoon)->write(&first.data, false, 0));
+    std::unique_ptr<TSRecordWriterWithoutIndex> writer = openWriter(kNoon);
+    EXPECT_EQ(0, writer->write(&second.data, false, 0));
+    plan->failWriteAt(1);
+    EXPECT_EQ(OV_RECORD_WRITE_FAILED, writer->write(&second.data, false, 0));
+    EXPECT_EQ(first.text() + second.text(), TempDir::readWhole(path));
 }
 
 TEST_F(FtpDirTest, FreeSpaceOfExactlyOneSegmentIsNone) {
-    put("NVR_10.0.0.7_2_20240101120000.ts", 5000);
+    pathOf(kName, 5000);
     // Free space is 99 % of what the files leave: 1899 bytes give 1880.
     for (long long left : {1899LL, 1900LL}) {
         m_dir.reset();
@@ -207,7 +190,7 @@ TEST_F(FtpDirTest, FreeSpaceOfExactlyOneSegmentIsNone) {
         EXPECT_EQ(left == 1900, dir().hasFreeSpace()) << left;
         EXPECT_EQ(5000, dir().getSpaceRecord().getRecordFileSize());
     }
-    EXPECT_TRUE(exists("NVR_10.0.0.7_2_20240101120000.ts"));
+    EXPECT_TRUE(fs::exists(pathOf(kName)));
     // Full, with nothing it may reclaim: not ready.
     m_dir.reset();
     m_info.setUseableSpace(5000 + 1899);
@@ -217,24 +200,16 @@ TEST_F(FtpDirTest, FreeSpaceOfExactlyOneSegmentIsNone) {
 
 TEST_F(FtpDirTest, ReclaimsTheOldestByTheTimeInTheNameButNotAFileBeingWritten) {
     struct File {
-        int camera;
-        char const* date;
-        char const* time;
+        char const* name;
         bool kept;
     } const files[] = {
-        {2, "2024-01-01", "110000", true},  {2, "2023-12-31", "230000", false},
-        {2, "2024-01-01", "100000", true},  // being written
-        {3, "2023-12-31", "220000", false},  // the oldest
-        {4, "2023-12-20", "000000", false},  // 12 days old, keeps 10
-        {5, "2024-01-01", "123000", true},   // keeps for ever
+        {"NVR_10.0.0.7_2_20240101110000.ts", true}, {"NVR_10.0.0.7_2_20231231230000.ts", false},
+        {"NVR_10.0.0.7_2_20240101100000.ts", true},   // being written
+        {"NVR_10.0.0.7_3_20231231220000.ts", false},  // the oldest
+        {"NVR_10.0.0.7_4_20231220000000.ts", false},  // 12 days old, keeps 10
+        {"NVR_10.0.0.7_5_20240101123000.ts", true},   // keeps for ever
     };
-    auto path = [&](File const& f) {
-        std::string const day = f.date;
-        std::string const compact = day.substr(0, 4) + day.substr(5, 2) + day.substr(8, 2);
-        std::string const device = "NVR_10.0.0.7_" + std::to_string(f.camera);
-        return m_info.getRecordRootDir() + "/record/" + device + "/" + f.date + "/" + device + "_" + compact + f.time + ".ts";
-    };
-    for (File const& f : files) put(fs::path(path(f)).filename().string(), kSegment);
+    for (File const& f : files) pathOf(f.name, kSegment);
     m_info.setUseableSpace(7 * kSegment);
     dir().setDirPolicyList({policy(2, true), policy(3, true), policy(4, false, 10), policy(5, false, 0)});
     ASSERT_EQ(1, dir().init());  // 6 segments used: room for one, with 99 % none
@@ -242,12 +217,31 @@ TEST_F(FtpDirTest, ReclaimsTheOldestByTheTimeInTheNameButNotAFileBeingWritten) {
     ASSERT_EQ(0, dir().createFile(recording));
     EXPECT_EQ(0, dir().deleteFile(recording));
     EXPECT_EQ(1, dir().cleanSpace(4 * kSegment));
-    for (File const& f : files) EXPECT_EQ(f.kept, fs::exists(path(f))) << path(f);
+    for (File const& f : files) EXPECT_EQ(f.kept, fs::exists(pathOf(f.name))) << f.name;
     // With room to spare, age alone: 10 days and an hour go, 9 days stay.
-    File const older{4, "2023-12-22", "120000", false}, younger{4, "2023-12-23", "130000", true};
-    for (File const& f : {older, younger}) put(fs::path(path(f)).filename().string(), 1);
+    File const aged[] = {{"NVR_10.0.0.7_4_20231222120000.ts", false}, {"NVR_10.0.0.7_4_20231223130000.ts", true}};
+    for (File const& f : aged) pathOf(f.name, 1);
     EXPECT_EQ(1, dir().deleteOutDateFile({policy(4, false, 10)}));
-    for (File const& f : {older, younger}) EXPECT_EQ(f.kept, fs::exists(path(f))) << path(f);
+    for (File const& f : aged) EXPECT_EQ(f.kept, fs::exists(pathOf(f.name))) << f.name;
+}
+
+// A disk that goes takes the directory out of service with one alarm; back,
+// it is made ready again.
+TEST_F(FtpDirTest, ADiskThatGoesAndComesBackRaisesOneAlarmEachWay) {
+    auto plan = std::make_shared<FaultPlan>();
+    FaultInjection faults(plan);
+    AlarmLog* alarms = new AlarmLog();
+    dir().setDiskStatusListener(SafePointer<IRecordServiceListenerManager>(alarms));
+    dir().detectDirStatus();
+    EXPECT_TRUE(dir().isWritable());
+    plan->vanish();
+    for (int round = 0; round < 2; ++round) dir().detectDirStatus();
+    SafePointer<RecordFileInfo> file = testFileOf(2, kNoon);
+    EXPECT_EQ(OV_RECORD_DIR_NOT_WRITABLE, dir().createFile(file));
+    plan->restore();
+    dir().detectDirStatus();
+    EXPECT_EQ(0, dir().createFile(file));
+    EXPECT_EQ((std::vector<std::string>{"1 FtpDisk 1:0", "3 FtpDisk 1:0", "1 FtpDisk 1:0"}), alarms->m_lines);
 }
 
 }  // namespace
