@@ -196,6 +196,16 @@ TEST_F(FtpDirTest, FreeSpaceOfExactlyOneSegmentIsNone) {
     m_info.setUseableSpace(5000 + 1899);
     EXPECT_EQ(0, dir().init());
     EXPECT_FALSE(dir().hasFreeSpace());
+    // Full, with an older file of the channel: init reclaims until a whole
+    // segment fits, however little that file holds.
+    std::string const older = pathOf("NVR_10.0.0.7_2_20240101110000.ts", 10);
+    m_info.setUseableSpace(5010 + 1899);
+    m_dir.reset();
+    dir().setDirPolicyList({policy(2, true)});
+    ASSERT_EQ(1, dir().init());
+    EXPECT_TRUE(dir().hasFreeSpace());
+    EXPECT_FALSE(fs::exists(older));
+    EXPECT_TRUE(fs::exists(pathOf(kName)));
 }
 
 TEST_F(FtpDirTest, ReclaimsTheOldestByTheTimeInTheNameButNotAFileBeingWritten) {
