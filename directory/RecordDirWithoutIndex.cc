@@ -155,7 +155,7 @@ int RecordDirWithoutIndex::createFile(SafePointer<RecordFileInfo>& file) {
     OV_LOCK_GUARD(guard, m_mutex);
     m_recording[file->getDeviceDirName()] = path;
     m_space.setRecordFileSize(m_space.getRecordFileSize() + info.getFileSegmentSize());
-    m_space.setFreeSpace(m_space.getFreeSpace() - info.getFileSegmentSize() * 99 / 100);
+    m_space.setFreeSpace((m_space.getTotalSpace() - m_space.getRecordFileSize()) * 99 / 100);
     return 0;
 }
 

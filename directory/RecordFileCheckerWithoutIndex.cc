@@ -38,6 +38,9 @@ bool RecordFileCheckerWithoutIndex::checkFileName(char const* fileName) {
     // "x.ts&") is not a file this directory wrote.
     if (m_nExtensionAt + BasicTool::kRecordFileExtension.size() != m_strFileName.size()) return false;
     if (m_strDeviceId.empty() || m_strDeviceIP.empty()) return false;
+    // Names come from hosts too: one with a folder in it would be looked
+    // for, read or deleted outside the record tree.
+    if (m_strFileName.find('/') != std::string::npos) return false;
     int camera = 0;
     if (!BasicTool::getNumber(m_strCameraId, camera)) return false;
     if (m_strBeginTime.size() != kTimeDigits) return false;

@@ -52,6 +52,7 @@ TEST(RecordFileCheckerWithoutIndex, ReadsChannelAndTimeFromTheNameAndRefusesOthe
         {"NVR_10.0.0.7_2_2024010112000.ts", ""},    // 13 digits
         {"NVR_10.0.0.7_2_20241301120000.ts", ""},   // month 13
         {"_10.0.0.7_2_20240101120000.ts", ""},      // no device id
+        {"../../NVR_10.0.0.7_2_20240101120000.ts", ""},  // outside the tree
     };
     for (Case const& c : cases) {
         RecordFileCheckerWithoutIndex checker;
