@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 
 #include "directory/RecordFileCheckerWithoutIndex.h"
@@ -234,6 +235,25 @@ TEST_F(FtpDirTest, ReclaimsTheOldestByTheTimeInTheNameButNotAFileBeingWritten) {
     for (File const& f : aged) pathOf(f.name, 1);
     EXPECT_EQ(1, dir().deleteOutDateFile({policy(4, false, 10)}));
     for (File const& f : aged) EXPECT_EQ(f.kept, fs::exists(pathOf(f.name))) << f.name;
+}
+
+TEST_F(FtpDirTest, OperatorDeletesByTimeRangeAndClearsOneDeviceOnly) {
+    for (char const* name : {"NVR_10.0.0.7_2_20231231230000.ts", "NVR_10.0.0.7_2_20240101100000.ts",
+                             "NVR_10.0.0.7_2_20240101110000.ts", "NVR_10.0.0.7_3_20240101100000.ts"})
+        pathOf(name, 1);
+    ASSERT_EQ(1, dir().init());
+    RecordInfo range = testFileOf(2, 0)->changeToRecordInfo();
+    range.setRecordBeginTime(kNoon - 7200);  // [10:00, 11:00): one file
+    range.setRecordEndTime(kNoon - 3600);
+    EXPECT_EQ(1, dir().getOperator()->deleteRecordFile(range));
+    std::map<std::string, int> dates;
+    EXPECT_EQ(0, dir().getOperator()->queryDateList("NVR", "10.0.0.7", "2", dates));
+    EXPECT_EQ((std::map<std::string, int>{{"2023-12-31", 1}, {"2024-01-01", 1}}), dates);
+    EXPECT_FALSE(fs::exists(pathOf("NVR_10.0.0.7_2_20240101100000.ts")));
+    EXPECT_TRUE(fs::exists(pathOf("NVR_10.0.0.7_2_20240101110000.ts")));
+    EXPECT_TRUE(dir().clearRecordDir("NVR_10.0.0.7_2"));
+    EXPECT_FALSE(fs::exists(m_info.getRecordRootDir() + "/record/NVR_10.0.0.7_2"));
+    EXPECT_TRUE(fs::exists(pathOf("NVR_10.0.0.7_3_20240101100000.ts")));
 }
 
 // A disk that goes takes the directory out of service with one alarm; back,
