@@ -3,13 +3,23 @@
 #include <cstdio>
 
 #include "foundation/EncoderType.h"
+#include "foundation/OVRuntimeError.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
 #include "host/FileFactory.h"
+#include "host/Logger.h"
 #include "host/OVDateTime.h"
 #include "host/OVTime.h"
 #include "host/OrvaneTime.h"
 #include "recording/RecordTimeOutDetector.h"
+
+TSRecordWriterWithoutIndex::~TSRecordWriterWithoutIndex() {
+    try {
+        close();
+    } catch (OVRuntimeError const& error) {
+        Logger::writeLog("RecordIOError", error.what(), __FILE__, __LINE__);
+    }
+}
 
 int TSRecordWriterWithoutIndex::open(SafePointer<RecordFileInfo> const& info, int&) {
     m_bClosed = true;
@@ -28,8 +38,13 @@ int TSRecordWriterWithoutIndex::open(SafePointer<RecordFileInfo> const& info, in
     OrvaneTime::getStructTime(local, static_cast<unsigned long>(beginTime));
     m_nFileEndTime = beginTime + 86400 - 3600 * local.hour - 60 * local.minute - local.second;
     if (!m_recordFile->open(m_strFileName.c_str(), 2)) return OV_RECORD_OPEN_FILE_FAILED;
-    m_nFileLength = static_cast<int>(m_recordFile->getLength());
-    m_recordFile->seek(m_nFileLength, SEEK_SET);
+    // A file of this name is continued at its end, never written over.
+    long long const length = m_recordFile->getLength();
+    if (length < 0 || length > 0x7fffffffLL || !m_recordFile->seek(length, SEEK_SET)) {
+        m_recordFile->close();
+        return OV_RECORD_OPEN_FILE_FAILED;
+    }
+    m_nFileLength = static_cast<int>(length);
     m_bWaitIFrame = true;
     m_bClosed = false;
     m_dLastFlushTime = 0;
@@ -69,7 +84,10 @@ int TSRecordWriterWithoutIndex::writeData(char const* data, int length) {
         left -= written;
         if (detector.isTimeOut()) {
             ++m_nTimeOutCount;
-            detector.writeLog("TSRecordWriterWithoutIndex", length, length - left);
+            char key[64];
+            std::snprintf(key, sizeof key, "%s_%s_%d", m_recordFileInfo->getDeviceId().c_str(),
+                          m_recordFileInfo->getDeviceIP().c_str(), m_recordFileInfo->getCameraId());
+            detector.writeLog("TSRecordWriterWithoutIndex", key, m_strFileName, length, length - left);
             return OV_RECORD_WRITE_FAILED;
         }
     }

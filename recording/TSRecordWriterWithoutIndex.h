@@ -14,7 +14,8 @@
 class TSRecordWriterWithoutIndex : public IRecordWriter {
 public:
     TSRecordWriterWithoutIndex() = default;
-    ~TSRecordWriterWithoutIndex() override { close(); }
+    // Closes; a host file error on the way is logged, not thrown.
+    ~TSRecordWriterWithoutIndex() override;
 
     int open(SafePointer<RecordFileInfo> const& info, int& nTimeLength) override;
     int write(AVData const*, bool, int) override { return -1; }

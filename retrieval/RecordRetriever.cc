@@ -9,6 +9,7 @@
 #include "host/PerformanceTest.h"
 #include "host/sy_system.h"
 #include "retrieval/RecordRetrieverImpl.h"
+#include "retrieval/RecordRetrieverWithoutIndexImpl.h"
 
 namespace NS_RecordRetriever {
 
@@ -28,12 +29,14 @@ int guarded(Operation operation) {
 
 using NS_RecordRetriever::guarded;
 
-RecordRetriever::RecordRetriever() : m_pImpl(new RecordRetrieverImpl()) {}
+RecordRetriever::RecordRetriever()
+    : m_pImpl(new RecordRetrieverImpl()), m_pFtpImpl(new RecordRetrieverWithoutIndexImpl()) {}
 
 RecordRetriever::~RecordRetriever() { close(); }
 
 int RecordRetriever::open(RecordInfo const& info, bool bIFrameOnly) {
     m_nMode = kModeIndexed;
+    m_pFtpImpl->closeFtpRecord();
     int nRet = guarded([&] { return m_pImpl->open(info, bIFrameOnly); });
     if (nRet != 0) {
         char text[256];
@@ -45,7 +48,9 @@ int RecordRetriever::open(RecordInfo const& info, bool bIFrameOnly) {
 }
 
 int RecordRetriever::read(char* buffer, int nLength) {
-    int nRet = guarded([&] { return m_pImpl->read(buffer, nLength); });
+    int nRet = guarded([&] {
+        return m_nMode == kModeFtp ? m_pFtpImpl->readFtpRecord(buffer, nLength) : m_pImpl->read(buffer, nLength);
+    });
     if (nRet < 0) {
         char text[64];
         std::snprintf(text, sizeof(text), "read failed nRet:%d", nRet);
@@ -55,6 +60,7 @@ int RecordRetriever::read(char* buffer, int nLength) {
 }
 
 int RecordRetriever::locateTime(unsigned long nTime) {
+    if (m_nMode == kModeFtp) return 0;
     PerformanceTest timer;
     timer.begin();
     int nRet = guarded([&] { return m_pImpl->locateTime(nTime); });
@@ -71,22 +77,48 @@ int RecordRetriever::locateTime(unsigned long nTime) {
 }
 
 int RecordRetriever::locateNextIFrame() {
+    if (m_nMode == kModeFtp) return 0;
     return guarded([&] { return m_pImpl->locateNextIFrame(); });
 }
 
 int RecordRetriever::locatePreIFrame() {
+    if (m_nMode == kModeFtp) return 0;
     return guarded([&] { return m_pImpl->locatePreIFrame(); });
 }
 
 int RecordRetriever::locatePreIFrame(unsigned long nTime) {
+    if (m_nMode == kModeFtp) return 0;
     return guarded([&] { return m_pImpl->locatePreIFrame(nTime); });
 }
 
 int RecordRetriever::close() {
-    return guarded([&] { return m_pImpl->close(); });
+    return guarded([&] {
+        m_pFtpImpl->closeFtpRecord();
+        return m_pImpl->close();
+    });
 }
 
-int RecordRetriever::openFtpRecord(char const*) { return OV_RECORD_DIR_NOT_WRITABLE; }
+int RecordRetriever::openFtpRecord(char const* fileName) {
+    return guarded([&] {
+        m_pImpl->close();
+        m_nMode = kModeFtp;
+        return m_pFtpImpl->openFtpRecord(fileName);
+    });
+}
+
+int RecordRetriever::getFtpFileLength(long long& nLength) {
+    return guarded([&] {
+        long long const length = m_pFtpImpl->getFileLength();
+        if (length == OV_RECORD_FTP_NOT_OPEN) return static_cast<int>(OV_RECORD_FTP_NOT_OPEN);
+        if (length < 0) return static_cast<int>(OV_RECORD_OPEN_FILE_FAILED);
+        nLength = length;
+        return 0;
+    });
+}
+
+int RecordRetriever::queryFtpRecord(RecordQueryCondition const& condition, std::vector<RecordFileEx>& files) {
+    return guarded([&] { return m_pFtpImpl->queryFtpRecord(condition, files); });
+}
 
 int RecordRetriever::setRecordDirList(std::vector<RecordDirInfo> const& list) {
     return guarded([&] {
@@ -96,6 +128,7 @@ int RecordRetriever::setRecordDirList(std::vector<RecordDirInfo> const& list) {
             dirs.push_back(RecordDirInfoEx::changeToRecordDirInfoEx(info));
         }
         RecordRetrieverImpl::setRecordDirList(dirs);
+        RecordRetrieverWithoutIndexImpl::setRecordDirList(dirs);
         return 0;
     });
 }

@@ -12,6 +12,7 @@
 #include "retrieval/IRecordRetriever.h"
 
 class RecordRetrieverImpl;
+class RecordRetrieverWithoutIndexImpl;
 
 // The read side of the engine for the host: time queries, date and device
 // lists, deletion and locks (answered from every record directory of the
@@ -28,6 +29,9 @@ public:
     RecordRetriever& operator=(RecordRetriever const&) = delete;
 
     // ---- playback ----
+    // open plays a time window from the indexed disks, openFtpRecord one
+    // file of an FTP disk by its name; each closes what the other opened.
+    // While an FTP file is open, read reads it and the locate calls answer 0.
     int open(RecordInfo const& info, bool bIFrameOnly) override;
     int read(char* buffer, int nLength) override;
     int locateTime(unsigned long nTime) override;
@@ -35,8 +39,11 @@ public:
     int locatePreIFrame() override;
     int locatePreIFrame(unsigned long nTime) override;
     int close() override;
-    // Files of FTP disks are not read yet: -766.
+    // 0, or -747 when no FTP directory holds a file of that name.
     int openFtpRecord(char const* fileName) override;
+    // Bytes the open FTP file holds now (it may still grow): 0, or -712
+    // when none is open.
+    int getFtpFileLength(long long& nLength);
 
     // ---- queries ----
     // Replaces the process-wide directory list; only enabled directories
@@ -45,6 +52,9 @@ public:
     int query(RecordQueryCondition const& condition, std::vector<RecordQueryResult>& results);
     int queryRecordWithDataLen(RecordQueryCondition const& condition,
                                std::vector<RecordQueryResult>& results);
+    // The files of FTP disks that hold time of the window, by begin time;
+    // 0, or -708 without an FTP directory.
+    int queryFtpRecord(RecordQueryCondition const& condition, std::vector<RecordFileEx>& files);
     int deleteRecord(RecordInfo const& info);
     int lockRecordFile(RecordInfo const& info);
     int unlockRecordFile(RecordInfo const& info);
@@ -59,8 +69,10 @@ public:
 
 private:
     static constexpr int kModeIndexed = 1;
+    static constexpr int kModeFtp = 2;
 
     std::unique_ptr<RecordRetrieverImpl> m_pImpl;
+    std::unique_ptr<RecordRetrieverWithoutIndexImpl> m_pFtpImpl;
     int m_nMode = kModeIndexed;
 };
 

@@ -61,6 +61,7 @@ public:
     void failCreateSizedFileAt(int n) { failDiskOpAt("createSizedFile", n); }
     void failRenameAt(int n) { failDiskOpAt("rename", n); }
     void failCreateDirAt(int n) { failDiskOpAt("createDir", n); }
+    void failCreateEmptyFileAt(int n) { failDiskOpAt("createEmptyFile", n); }
     void failSyncDirAt(int n) { failDiskOpAt("syncDir", n); }
     // The n-th deleteFile from now fails; not a call a power cut counts.
     void failDeleteAt(int n) { failDiskOpAt("deleteFile", n); }
