@@ -6,6 +6,7 @@
 #include "foundation/RecordDirInfo.h"
 #include "snapshot/SnapshotDiskManagerImplEx.h"
 #include "snapshot/SnapshotIndexFileParserEx.h"
+#include "snapshot/SnapshotRetriever.h"
 
 SnapshotTestDisks::SnapshotTestDisks(std::vector<std::string> const& folders, long long fileSize) {
     std::vector<RecordDirInfo> hostList;
@@ -30,10 +31,12 @@ SnapshotTestDisks::SnapshotTestDisks(std::vector<std::string> const& folders, lo
     device.setRecordMode(2);
     disks->setRecordDevicePolicy(RecordDeviceDirPolicy(device, true, 1, 0, false));
     disks->setDirPolicyThread();
+    SnapshotRetriever::setSnapshotDirList(hostList);
 }
 
 SnapshotTestDisks::~SnapshotTestDisks() {
     SnapshotDiskManagerImplEx::getInstance()->stop();
+    SnapshotRetriever::setSnapshotDirList({});
 }
 
 RecordInfo SnapshotTestDisks::channel() {
