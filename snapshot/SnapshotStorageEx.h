@@ -32,7 +32,7 @@ public:
 
     // Always 0; touches no disk.
     int open(RecordInfo const& info, bool condition) override;
-    int write(int nParam, AVData const* data) override { return (void)nParam, (void)data, -1; }
+    int write(int, AVData const*) override { return -1; }
     // A picture, its time in microseconds: 0 stored; -703 session closed, a
     // picture of 10 MiB or more, or the writer failed again on a new file;
     // -707 / -737 the new file refused it too; -739 an I/O exception; or

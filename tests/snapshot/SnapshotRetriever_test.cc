@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -21,12 +23,14 @@ long long const kDayB = kNow * 1000;      // ms, on hd1
 long long const kDayA = kDayB - 86400000;  // the day before, on hd2
 using Names = std::vector<std::string>;
 
+// The handle a query gives for the test channel's picture at ms (UTC).
 std::string nameAt(long long ms, int burst = 1) {
-    long long const s = ms / 1000 - (kNow - 43200);  // seconds since 2024-03-05 00:00
+    time_t const seconds = static_cast<time_t>(ms / 1000);
+    tm date;
+    gmtime_r(&seconds, &date);
     char name[64];
-    std::snprintf(name, sizeof name, "NVR_10.0.0.7_1_202403%02lld%02lld%02lld%02lld%03lld_%d.jpg", 5 + s / 86400 - (s < 0),
-                  ((s % 86400 + 86400) % 86400) / 3600, (s % 3600 + 3600) % 3600 / 60, (s % 60 + 60) % 60, ms % 1000,
-                  burst);
+    size_t const length = std::strftime(name, sizeof name, "NVR_10.0.0.7_1_%Y%m%d%H%M%S", &date);
+    std::snprintf(name + length, sizeof name - length, "%03lld_%d.jpg", ms % 1000, burst);
     return name;
 }
 
