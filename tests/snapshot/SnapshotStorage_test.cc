@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
@@ -35,10 +36,6 @@ protected:
     Pictures offered;  // every picture given to write, by time
 
     void SetUp() override { serve(1 << 20); }
-    void TearDown() override {
-        session.reset();
-        disks.reset();
-    }
     // A fresh disk, fault plan and session.
     void serve(long long fileSize) {
         session.reset();
@@ -201,6 +198,21 @@ TEST_F(SnapshotStorageTest, AFullItemBufferIsWrittenOnlyBehindItsSyncedPictures)
     session->close();
     plan->powerCut();
     EXPECT_EQ(now, stored());
+}
+
+// A power cut between giving a data file back and removing its entry
+// leaves an entry without its file: a new file of that name replaces it.
+TEST_F(SnapshotStorageTest, ANewDataFileTakesTheNameOfAnEntryWhoseFileIsGone) {
+    ASSERT_EQ(0, put(SnapshotTestDisks::picture(1), kT0));
+    session->close();
+    ASSERT_EQ(0, std::remove(disks->root().path("hd1/snapshot/NVR_10.0.0.7_1/2024-03-05/"
+                                                "NVR_10.0.0.7_1_20240305120000.mjpeg").c_str()));
+    session->open(SnapshotTestDisks::channel(), false);
+    ASSERT_EQ(0, put(SnapshotTestDisks::picture(2), kT0 + 500));
+    session->close();
+    int entries = 0;
+    EXPECT_EQ((Pictures{{kT0 + 500, offered[kT0 + 500]}}), stored(&entries));
+    EXPECT_EQ(1, entries);
 }
 
 }  // namespace
