@@ -8,17 +8,14 @@
 #include "foundation/BasicTool.h"
 #include "foundation/DeviceDirParser.h"
 #include "foundation/ReturnCode.h"
-#include "foundation/TimeConvert.h"
 #include "host/DiskManagerFactory.h"
 #include "host/OrvaneTime.h"
-#include "snapshot/SnapshotFileIndexWriterEx.h"
+#include "snapshot/SnapshotFileIndexCreator.h"
 #include "snapshot/SnapshotIndexFileParserEx.h"
 #include "snapshot/SnapshotUseableFileDir.h"
 
 namespace NS_SnapshotDirOperatorEx {
 constexpr long long kSecondsPerDay = 86400;
-// Seconds a new data file's begin time may step back to find a free name.
-constexpr int kNameTries = 3600;
 }  // namespace NS_SnapshotDirOperatorEx
 
 IDiskManager* SnapshotDirOperatorEx::disk() const {
@@ -39,44 +36,7 @@ std::vector<std::string> SnapshotDirOperatorEx::getDeviceDirList() {
 }
 
 int SnapshotDirOperatorEx::createFileIndex(SafePointer<RecordFileInfo>& file, bool bNewFile, bool& needFile) {
-    needFile = false;
-    IDiskManager* manager = disk();
-    if (file.isNull() || manager == nullptr) return OV_RECORD_CREATE_INDEX_FAILED;
-    RecordFileInfo& info = *file;
-    info.setRecordDirInfoEx(m_dirInfo);
-    SnapshotIndexFileParserEx parser;
-    bool const opened = parser.open(m_dirInfo, info.getRecordDate(), info.getDeviceDirName()) == 1;
-    RecordFileInfo last;
-    if (!bNewFile && opened && parser.getLastestFileInfo(last) == 0 &&
-        (last.getBurstMode() < 0 || last.getBurstMode() == (info.getBurstMode() & 0x0F))) {
-        info.setRecordFileName(last.getRecordFileName());
-        if (manager->isFileExist(getSnapshotFilePath(info).c_str()) == 1) {
-            info.setRecordBeginTime(last.getRecordBeginTime());
-            return 0;
-        }
-    }
-    // Two data files of a date must not share a name, yet a new one may be
-    // asked for within the second that named the last (a full file, a new
-    // burst mode). An earlier begin time keeps every picture's offset
-    // positive, where a later one would not.
-    long long begin = info.getRecordBeginTime();
-    for (int tries = 0;; ++tries, --begin) {
-        if (tries == NS_SnapshotDirOperatorEx::kNameTries) return OV_RECORD_FILE_NAME_FAILED;
-        info.setRecordFileName(BasicTool::getSnapshotFileName(info.getDeviceId(), info.getDeviceIP(),
-                                                              info.getCameraId(),
-                                                              TimeConvert::getStrTime(static_cast<unsigned long>(begin)),
-                                                              ".mjpeg"));
-        int at = 0, headEnd = 0, end = 0;
-        bool const named = opened && parser.getIndexPosByFileName(info.getRecordFileName().c_str(), at, headEnd, end) == 0;
-        if (!named && manager->isFileExist(getSnapshotFilePath(info).c_str()) != 1) break;
-    }
-    info.setRecordBeginTime(begin);
-    parser.close();
-    SnapshotFileIndexWriterEx writer;
-    int const code = writer.open(info, true);
-    writer.close();
-    needFile = code == 0;
-    return code;
+    return SnapshotFileIndexCreator(m_dirInfo).createFileIndex(file, bNewFile, needFile);
 }
 
 int SnapshotDirOperatorEx::deleteFileIndex(RecordFileInfo const& file) {
@@ -256,7 +216,7 @@ int SnapshotDirOperatorEx::getRecordDirSpaceInfo(RecordDirSpaceInfo& space) {
     if (manager == nullptr || manager->getDiskSpace(m_dirInfo.getRecordRootDir().c_str(), total, used) != 0) return 0;
     space.setTotalSpace(total << 20);
     space.setFreeSpace((total - used) << 20);
-    space.setRecordFileSize(SnapshotUseableFileDir::kDefaultFileSize);
+    space.setRecordFileSize(m_dirInfo.getFileSegmentSize());
     space.setActualUseableSpace((total - used) << 20);
     space.setRecordDirInfo(RecordDirInfoEx::changeToRecordDirInfo(m_dirInfo));
     return 1;

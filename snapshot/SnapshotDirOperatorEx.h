@@ -26,11 +26,7 @@ class SnapshotDirOperatorEx : public IRecordDirOperator {
 public:
     explicit SnapshotDirOperatorEx(RecordDirInfoEx const& info) : IRecordDirOperator(info) {}
 
-    // Gives the file an index entry. Without bNewFile the channel goes on
-    // in the date's last data file when its burst mode is the same and the
-    // file is still there (needFile false, name and begin time taken from
-    // the entry); otherwise a head for a new data file, named from the begin
-    // time, is written (needFile true). 0, or the writer's code.
+    // SnapshotFileIndexCreator::createFileIndex on this directory.
     int createFileIndex(SafePointer<RecordFileInfo>& file, bool bNewFile, bool& needFile);
     // Removes the entry of the file's data file from its date's index and
     // clears the date if it is left empty. 1 removed, 0 none, -1 not written.

@@ -7,6 +7,7 @@
 #include "foundation/RecordFileInfo.h"
 #include "foundation/SafePointer.h"
 #include "host/IFile.h"
+#include "snapshot/SnapshotIndexItemEx.h"
 
 // Appends to the data-file snapshot index of a file's device dir and date:
 // a head for a new data file, then one 9-byte item per picture, buffered up
@@ -42,6 +43,12 @@ public:
     int writeIndex();
     void close();
     bool isOpen() const { return !m_file.isNull(); }
+    // Whether one more item fits the buffer without a write: a writer syncs
+    // its data first, so that no item reaches the disk before its picture.
+    bool canBufferItem() const { return m_nItemFill + SnapshotIndexItemEx::indexItemLength() <= kItemBufferSize; }
+    // Forgets the buffered items, for pictures whose data was not made
+    // durable; the entry ends with what is already written.
+    void discardItems() { m_nItemFill = 0; }
 
     // Data bytes the entry's items count, and the last item's time stamp.
     int getSnapshotFileLength() const { return m_nSnapshotFileLength; }

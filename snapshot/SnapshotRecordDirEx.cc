@@ -16,14 +16,24 @@
 namespace NS_SnapshotRecordDirEx {
 constexpr int kEarliestListSize = 10;
 constexpr int kRoundMs = 2000;
+RecordDirInfoEx withFileSize(RecordDirInfoEx info, long long poolFileSize);
 }  // namespace NS_SnapshotRecordDirEx
 
-SnapshotRecordDirEx::SnapshotRecordDirEx(RecordDirInfoEx const& info, int, std::string const&, int,
+RecordDirInfoEx NS_SnapshotRecordDirEx::withFileSize(RecordDirInfoEx info, long long poolFileSize) {
+    if (poolFileSize > 0) info.setFileSegmentSize(poolFileSize);
+    if (info.getFileSegmentSize() <= 0) info.setFileSegmentSize(SnapshotUseableFileDir::kDefaultFileSize);
+    return info;
+}
+
+SnapshotRecordDirEx::SnapshotRecordDirEx(RecordDirInfoEx const& given, int, std::string const&, int,
                                          long long poolFileSize)
+    : SnapshotRecordDirEx(NS_SnapshotRecordDirEx::withFileSize(given, poolFileSize)) {}
+
+SnapshotRecordDirEx::SnapshotRecordDirEx(RecordDirInfoEx const& info)
     : IRecordDir(info),
       m_operator(new SnapshotDirOperatorEx(info)),
-      m_pool(new SnapshotUseableFileDir(info.getRecordRootDir(), info.getDiskType(), poolFileSize)),
-      m_nPoolFileSize(poolFileSize),
+      m_pool(new SnapshotUseableFileDir(info.getRecordRootDir(), info.getDiskType(), info.getFileSegmentSize())),
+      m_nPoolFileSize(info.getFileSegmentSize()),
       m_pThread(new OVThread(bind_funcobj0(this, &SnapshotRecordDirEx::detectDirStatusThread),
                              "SnapshotRecordDirEx(" + info.getRecordRootDir() + ") statusDetectThread")),
       m_speed(info.getRecordRootDir()) {

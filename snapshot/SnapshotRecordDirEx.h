@@ -28,10 +28,12 @@ public:
     // 5 files of 64 MiB, as the limit is written: "at most 300 MiB".
     static constexpr long long kCreateLimitBytes = 314572800;
 
-    // poolFileSize other than the default is for tests; the limit of 5
-    // prepared files holds whatever the size.
+    // Data files are of the directory's segment size, 64 MiB when it has
+    // none (a host's list gives none), or poolFileSize when that is given;
+    // the size is kept as the segment size, which writers fill up to. The
+    // limit of 5 prepared files holds whatever the size.
     SnapshotRecordDirEx(RecordDirInfoEx const& info, int groupValue, std::string const& deviceId, int recordType,
-                        long long poolFileSize = SnapshotUseableFileDir::kDefaultFileSize);
+                        long long poolFileSize = 0);
     ~SnapshotRecordDirEx() override;
 
     // Space figures, the folder "snapshot", the operator and the pool:
@@ -92,6 +94,7 @@ public:
     static constexpr int kDetectSpaceRounds = 600;
 
 private:
+    explicit SnapshotRecordDirEx(RecordDirInfoEx const& info);
     bool initDiskSpaceInfo();
     int initDirs();
     void detectDirSpace();

@@ -44,6 +44,11 @@ int SnapshotUseableFileDir::init(int fileSystemFormat) {
     return 1;
 }
 
+bool SnapshotUseableFileDir::attach(int fileSystemFormat) {
+    m_pDisk = DiskManagerFactory::getDiskManager(m_nDiskType, fileSystemFormat);
+    return m_pDisk != nullptr;
+}
+
 bool SnapshotUseableFileDir::readFolder() {
     IDiskManager* disk = m_pDisk;
     SnapshotFileNumSta names;

@@ -39,6 +39,10 @@ public:
     // Makes the folder if needed and reads it: 1, or 0 when it can't be
     // made or listed.
     int init(int fileSystemFormat);
+    // Only finds the disk, for a caller that gives files back (deleteFile)
+    // beside the directory's own pool: neither reads nor tidies the folder,
+    // where the directory may be filling a file. False without a disk.
+    bool attach(int fileSystemFormat);
     int getFileNumber();
     // One more pool file, made under a scratch name, synced, then renamed
     // durably: a power cut never leaves a short file under a pool name.

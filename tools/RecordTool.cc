@@ -2,12 +2,15 @@
 // record directory, for a simulated duration, the way a recorder drives the
 // engine: frames into each channel's frame queue, blocks into its session.
 // Then reads the day's index back and prints, per channel, the time
-// segments it finds and a check of the record files' TS data.
+// segments it finds and a check of the record files' TS data. With
+// --snapshots each channel also stores a picture of the test data every N
+// seconds, and the pictures found again are listed and read back.
 //
 // Exit status: 0 when every channel recorded and every record file read back
 // whole; 1 when a channel recorded nothing, had blocks fail or read back
 // broken, or an input could not be read; 2 for a malformed command line.
 // Each failure is one line on standard error.
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -15,6 +18,8 @@
 #include <cstring>
 #include <exception>
 #include <fstream>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -36,12 +41,17 @@
 #include "recording/RecordStorage.h"
 #include "recording/TSFrameQueue.h"
 #include "retrieval/SingleDeviceRecordQuery.h"
+#include "snapshot/SnapshotDiskManagerImplEx.h"
+#include "snapshot/SnapshotRetriever.h"
+#include "snapshot/SnapshotStorageEx.h"
 #include "tests/support/TestStreams.h"
 
 namespace {
 
 constexpr int kPacket = 188;
 constexpr char kDefaultStart[] = "2024-01-01 12:00:00";
+constexpr int kPictures = 5;                      // snap1.jpg .. snap5.jpg
+constexpr long long kSnapshotFileBytes = 1 << 20;  // a data file holds about 20 pictures
 
 char const kUsage[] =
     "usage: recstore record [options] TESTDATA_DIR RECORD_DIR\n"
@@ -61,7 +71,11 @@ char const kUsage[] =
     "  --disk-mib M      space each record directory may claim, 16 to 65536 MiB\n"
     "                    (default 512); its record files are preallocated in it,\n"
     "                    and each channel and day needs ten files' room for its index\n"
+    "  --snapshots N     each channel also stores a picture every N seconds, 1 to 3600\n"
+    "                    (TESTDATA_DIR/snapshots/snap1.jpg .. snap5.jpg in turn), and\n"
+    "                    the pictures found again are listed and read back (default: none)\n"
     "Records into RECORD_DIR/disk1 .. diskN, each channel with a cycle-write policy;\n"
+    "pictures go to a snapshot directory on the same disks (diskN/snapshot);\n"
     "logs go to RECORD_DIR/mnt/mtd/log unless RECSTORE_ROOT names another root.\n";
 
 struct Options {
@@ -75,6 +89,7 @@ struct Options {
     long long nDiskBytes = 512LL << 20;
     int nWidth = 1280;
     int nHeight = 720;
+    int nSnapshotSeconds = 0;  // 0: no pictures
     std::string strTestData;
     std::string strRecordDir;
 };
@@ -115,7 +130,8 @@ int parse(int argc, char** argv, Options& options) {
                         {"--width", 16, 8192, options.nWidth},
                         {"--height", 16, 8192, options.nHeight},
                         {"--disk-mib", 16, 65536, options.nDiskBytes >> 20},
-                        {"--disks", 1, 8, options.nDisks}};
+                        {"--disks", 1, 8, options.nDisks},
+                        {"--snapshots", 1, 3600, options.nSnapshotSeconds}};
     std::string start = kDefaultStart;
     std::vector<std::string> rest;
     for (int i = 1; i < argc; ++i) {
@@ -167,6 +183,7 @@ int parse(int argc, char** argv, Options& options) {
     options.nHeight = static_cast<int>(numbers[4].value);
     options.nDiskBytes = numbers[5].value << 20;
     options.nDisks = static_cast<int>(numbers[6].value);
+    options.nSnapshotSeconds = static_cast<int>(numbers[7].value);
     options.strTestData = rest[0];
     options.strRecordDir = rest[1];
     if (options.strVideo.empty()) options.strVideo = options.strTestData + "/hd25_gop25_10s.h264";
@@ -203,6 +220,42 @@ struct Channel {
     int nFailed = 0;
     int nLastRefusal = 0;
     int nLastFailure = 0;
+    std::unique_ptr<TSFrameQueue> pictureQueue;  // in snapshot mode
+    SnapshotStorageEx snapshots;
+    int nPictures = 0;
+    int nPicturesFailed = 0;
+    int nLastPictureFailure = 0;
+
+    // A picture of the camera goes into its queue, and the host's snapshot
+    // loop writes what is ready to the snapshot session.
+    void snapshot(std::string const& jpeg, long long time) {
+        AVData frame;
+        frame.setESStreamType(1);
+        frame.setEncoderType(2);
+        frame.setFrameType(1);
+        frame.setCameraNo(nCamera);
+        frame.setTimeStamp(time);
+        frame.setData(jpeg.data(), static_cast<unsigned int>(jpeg.size()));
+        int const pushed = pictureQueue->pushAVData(&frame);
+        if (pushed != 0) {
+            ++nPicturesFailed;
+            nLastPictureFailure = pushed;
+        }
+        TSAVData* picture = nullptr;
+        while (pictureQueue->frontAVData(&picture)) {
+            if (picture != nullptr) {
+                int const code = snapshots.write(1, picture);
+                if (code == 0) {
+                    ++nPictures;
+                } else {
+                    ++nPicturesFailed;
+                    nLastPictureFailure = code;
+                }
+                picture = nullptr;
+            }
+            pictureQueue->popAVData();
+        }
+    }
 
     // What the host's recording loop does: every block that is ready goes
     // to the session.
@@ -234,6 +287,10 @@ struct Channel {
         if (nFailed > 0) {
             return head + (nBytes == 0 ? "recorded nothing: " : "") + std::to_string(nFailed) + " block(s) failed" +
                    (nBytes == 0 ? "" : written) + ", the last with " + codeText(nLastFailure);
+        }
+        if (nPicturesFailed > 0) {
+            return head + std::to_string(nPicturesFailed) + " picture(s) failed, the last with " +
+                   codeText(nLastPictureFailure);
         }
         if (nBytes > 0) return "";
         if (nRefused > 0) {
@@ -392,6 +449,79 @@ std::vector<std::string> countDiskFiles(RecordDirInfoEx const& dir) {
     return problems;
 }
 
+// The pictures of the test data, in turn; empty (with the line written)
+// when one cannot be read.
+std::vector<std::string> readPictures(std::string const& testData) {
+    std::vector<std::string> pictures;
+    for (int n = 1; n <= kPictures; ++n) {
+        std::string const path = testData + "/snapshots/snap" + std::to_string(n) + ".jpg";
+        if (!checkReadable("picture", path)) return {};
+        std::ifstream in(path, std::ios::binary);
+        pictures.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        if (pictures.back().empty()) {
+            fail("the picture " + path + " is empty");
+            return {};
+        }
+    }
+    return pictures;
+}
+
+std::string clockMs(long long ms) {
+    char text[8];
+    std::snprintf(text, sizeof text, ".%03lld", ms % 1000);
+    return clock(static_cast<unsigned long>(ms / 1000)) + text;
+}
+
+// Lists the channel's pictures through the retriever and reads each back;
+// answers the problem lines. shots: the time (ms) of each picture taken and
+// which of the pictures it was.
+std::vector<std::string> readBackPictures(Channel const& channel, std::map<long long, int> const& shots,
+                                          std::vector<std::string> const& pictures, long long begin, long long end) {
+    std::string const head = "channel " + std::to_string(channel.nCamera) + ": ";
+    SnapshotQueryCondition condition;
+    condition.setDeviceId("NVR");
+    condition.setDeviceIP("192.168.1.10");
+    condition.setCameraId(channel.nCamera);
+    condition.setBeginTime(begin);
+    condition.setEndTime(end);
+    std::vector<SnapshotFile> found;
+    SnapshotRetriever retriever;
+    int const code = retriever.query(condition, found);
+    if (code != 0) return {head + "the snapshot query failed with " + codeText(code)};
+    if (found.empty()) {
+        std::printf("channel %d: %d snapshot(s) stored, none found\n", channel.nCamera, channel.nPictures);
+        return channel.nPictures > 0 ? std::vector<std::string>{head + "no stored snapshot was found again"}
+                                     : std::vector<std::string>{};
+    }
+    // The list goes disk by disk, not in time order.
+    long long first = found.front().getTime();
+    long long last = first;
+    for (SnapshotFile const& file : found) {
+        first = std::min(first, file.getTime());
+        last = std::max(last, file.getTime());
+    }
+    std::printf("channel %d: %d snapshot(s) stored, %zu found, first %s, last %s\n", channel.nCamera,
+                channel.nPictures, found.size(), clockMs(first).c_str(), clockMs(last).c_str());
+    std::vector<std::string> problems;
+    std::vector<char> piece(16384);
+    for (SnapshotFile const& file : found) {
+        auto const shot = shots.find(file.getTime());
+        std::string bytes;
+        int n = retriever.open(file.getFileName().c_str());
+        if (n == 0) {
+            while ((n = retriever.read(piece.data(), static_cast<int>(piece.size()))) > 0)
+                bytes.append(piece.data(), static_cast<size_t>(n));
+        }
+        retriever.close();
+        if (n < 0) {
+            problems.push_back(head + "snapshot " + file.getFileName() + " cannot be read: " + codeText(n));
+        } else if (shot == shots.end() || bytes != pictures[static_cast<size_t>(shot->second)]) {
+            problems.push_back(head + "snapshot " + file.getFileName() + " does not read back as taken");
+        }
+    }
+    return problems;
+}
+
 int run(Options const& options) {
     if (!checkReadable("video", options.strVideo)) return 1;
     if (options.strAudio != "none" && !checkReadable("audio", options.strAudio)) return 1;
@@ -425,6 +555,11 @@ int run(Options const& options) {
     long long loopLength = (video.back().getTimeStamp() - video.front().getTimeStamp()) + videoOptions.nStep;
     while (!audio.empty() && audio.back().getTimeStamp() >= videoOptions.nFirstTime + loopLength) audio.pop_back();
     std::vector<AVData> frames = TestStreams::interleave(video, audio);
+    std::vector<std::string> pictures;
+    if (options.nSnapshotSeconds > 0) {
+        pictures = readPictures(options.strTestData);
+        if (pictures.empty()) return 1;
+    }
 
     std::vector<RecordDirInfoEx> dirs;
     for (int d = 1; d <= options.nDisks; ++d) {
@@ -443,6 +578,19 @@ int run(Options const& options) {
     RecordDiskManagerImpl::getInstance()->start();
     RecordDiskManagerImpl::getInstance()->setRecordDirInfoList(dirs);
     for (RecordDirInfoEx const& dir : dirs) waitUntilReady(dir.getRecordRootDir());
+    if (options.nSnapshotSeconds > 0) {
+        // A snapshot directory on each disk: "snapshot" and its pool beside "record".
+        std::vector<RecordDirInfoEx> snapshotDirs;
+        std::vector<RecordDirInfo> hostList;
+        for (RecordDirInfoEx dir : dirs) {
+            dir.setFileSegmentSize(kSnapshotFileBytes);
+            snapshotDirs.push_back(dir);
+            hostList.push_back(RecordDirInfoEx::changeToRecordDirInfo(dir));
+        }
+        SnapshotDiskManagerImplEx::getInstance()->start();
+        SnapshotDiskManagerImplEx::getInstance()->setRecordDirInfoList(snapshotDirs);
+        SnapshotRetriever::setSnapshotDirList(hostList);
+    }
 
     std::vector<std::unique_ptr<Channel>> channels;
     for (int i = 0; i < options.nChannels; ++i) {
@@ -462,10 +610,21 @@ int run(Options const& options) {
         RecordDiskManagerImpl::getInstance()->setRecordDevicePolicy(RecordDeviceDirPolicy(device, true, 1, 0, false));
         channel->storage.open(info, false);
         channel->storage.setTSFrameQueue(channel->queue.get());
+        if (options.nSnapshotSeconds > 0) {
+            device.setRecordMode(2);
+            SnapshotDiskManagerImplEx::getInstance()->setRecordDevicePolicy(
+                RecordDeviceDirPolicy(device, true, 1, 0, false));
+            channel->pictureQueue.reset(new TSFrameQueue(static_cast<int>(kSnapshotFileBytes)));
+            channel->pictureQueue->setSnapshot(true);
+            channel->snapshots.open(info, false);
+        }
         channels.push_back(std::move(channel));
     }
     // The policies reach the group now rather than on the thread's next pass.
     RecordDiskManagerImpl::getInstance()->setDirPolicyThread();
+    if (options.nSnapshotSeconds > 0) SnapshotDiskManagerImplEx::getInstance()->setDirPolicyThread();
+    std::map<long long, int> shots;  // ms -> which picture
+    long long nextShot = static_cast<long long>(options.nStart) * 1000000;
 
     long long const start = static_cast<long long>(options.nStart);
     // Without a length, the run goes on until it wrote the disks' space and a
@@ -496,11 +655,18 @@ int run(Options const& options) {
             frame.setTimeStamp(time);
             frame.setSequenceId(source.getSequenceId() + static_cast<unsigned int>(loop * frames.size()));
             written = 0;
+            bool const shoot = options.nSnapshotSeconds > 0 && time >= nextShot;
+            int const picture = shoot ? static_cast<int>(shots.size() % pictures.size()) : 0;
             for (std::unique_ptr<Channel>& channel : channels) {
                 frame.setCameraNo(channel->nCamera);
                 channel->queue->pushAVData(&frame);
                 channel->drain();
                 written += channel->nBytes;
+                if (shoot) channel->snapshot(pictures[static_cast<size_t>(picture)], time);
+            }
+            if (shoot) {
+                shots[time / 1000] = picture;
+                nextShot += static_cast<long long>(options.nSnapshotSeconds) * 1000000;
             }
             if (untilBytes > 0 && written >= untilBytes) {
                 done = true;
@@ -522,7 +688,10 @@ int run(Options const& options) {
         }
         if (done) break;
     }
-    for (std::unique_ptr<Channel>& channel : channels) channel->storage.close();
+    for (std::unique_ptr<Channel>& channel : channels) {
+        channel->storage.close();
+        channel->snapshots.close();
+    }
 
     std::printf("reading back the index of each channel:\n");
     std::vector<std::string> problems;
@@ -536,6 +705,11 @@ int run(Options const& options) {
             problems.insert(problems.end(), found.begin(), found.end());
         }
         std::printf("channel %d: %d segment(s) found\n", channel->nCamera, segments);
+        if (options.nSnapshotSeconds > 0) {
+            std::vector<std::string> found =
+                readBackPictures(*channel, shots, pictures, static_cast<long long>(options.nStart) * 1000, end / 1000);
+            problems.insert(problems.end(), found.begin(), found.end());
+        }
         std::string const failure = channel->failure();
         if (!failure.empty()) problems.push_back(failure);
     }
@@ -544,6 +718,7 @@ int run(Options const& options) {
         problems.insert(problems.end(), found.begin(), found.end());
     }
     RecordDiskManagerImpl::getInstance()->stop();
+    SnapshotDiskManagerImplEx::getInstance()->stop();
     std::fflush(stdout);
     for (std::string const& problem : problems) fail(problem);
     if (!problems.empty()) return 1;

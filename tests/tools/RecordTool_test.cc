@@ -195,4 +195,21 @@ TEST_F(RecordToolTest, ChannelsThatRecordedNothingFailOneLineEach) {
     if (geteuid() != 0) sy_system(("chmod 755 '" + m_dir.path("readonly") + "'").c_str(), 10);
 }
 
+TEST_F(RecordToolTest, SnapshotsAreStoredBesideTheRecordingsAndReadBackWhole) {
+    EXPECT_EQ(2, run("rec --snapshots 0").nStatus);
+    EXPECT_NE(std::string::npos, run("rec --snapshots 3601").strErr.find("--snapshots wants a whole number from 1 to 3600"));
+    Result const result = run("rec --seconds 20 --channels 2 --snapshots 3");
+    ASSERT_EQ(0, result.nStatus) << result.strErr;
+    for (char const* camera : {"1", "2"}) {
+        EXPECT_NE(std::string::npos, result.strOut.find(std::string("channel ") + camera +
+                                                       ": 7 snapshot(s) stored, 7 found, first 2024-01-01 "
+                                                       "12:00:00.000, last 2024-01-01 12:00:18.000"))
+            << result.strOut;
+        std::string const date = std::string("rec/disk1/snapshot/NVR_192.168.1.10_") + camera + "/2024-01-01/";
+        EXPECT_TRUE(m_dir.exists(date + "NVR_192.168.1.10_" + camera + "_2024-01-01.index"));
+        EXPECT_EQ(1 << 20, m_dir.fileSize(date + "NVR_192.168.1.10_" + camera + "_20240101120000.mjpeg"));
+    }
+    EXPECT_EQ("", result.strErr);
+}
+
 }  // namespace

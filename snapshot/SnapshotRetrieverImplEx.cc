@@ -1,0 +1,115 @@
+#include "snapshot/SnapshotRetrieverImplEx.h"
+
+#include <algorithm>
+
+#include "foundation/BasicTool.h"
+#include "foundation/OVMutexManager.h"
+#include "foundation/ReturnCode.h"
+#include "host/DiskManagerFactory.h"
+#include "host/DiskStateManager.h"
+#include "host/FileFactory.h"
+#include "snapshot/SnapshotFileManagerEx.h"
+#include "snapshot/SnapshotImageDataInfo.h"
+#include "snapshot/SnapshotIndexFileParserEx.h"
+#include "snapshot/SnapshotRecordDirEx.h"
+#include "snapshot/SnapshotRetriever.h"
+
+OVMutex SnapshotRetrieverImplEx::m_DirInfoMutex;
+std::vector<RecordDirInfoEx> SnapshotRetrieverImplEx::m_SnapshotDirExList;
+
+void SnapshotRetrieverImplEx::setDirLists(std::vector<RecordDirInfoEx> const& enabled,
+                                          std::vector<RecordDirInfoEx> const& disabled) {
+    OV_LOCK_GUARD(guard, m_DirInfoMutex);
+    m_SnapshotDirExList = enabled;
+    SnapshotRetriever::m_SnapshotDisableDirList = disabled;
+}
+
+int SnapshotRetrieverImplEx::initRecordDirInfoList(std::vector<RecordDirInfoEx>& dirs) {
+    {
+        OV_LOCK_GUARD(guard, m_DirInfoMutex);
+        dirs = m_SnapshotDirExList;
+        dirs.insert(dirs.end(), SnapshotRetriever::m_SnapshotDisableDirList.begin(),
+                    SnapshotRetriever::m_SnapshotDisableDirList.end());
+    }
+    if (dirs.empty()) return OV_RECORD_NO_DIR;
+    std::vector<RecordDirInfoEx> present;
+    for (RecordDirInfoEx& dir : dirs) {
+        int state = 0;
+        int format = dir.getFileSystemFormat();
+        if (!DiskStateManager::getInstance()->getDiskStateInfo(dir.getRecordRootDir(), state, format))
+            return OV_RECORD_DISK_NOT_FORMATTED;
+        if (state != DiskStateManager::kStateOk) continue;
+        dir.setFileSystemFormat(format);
+        present.push_back(dir);
+    }
+    dirs.swap(present);
+    return 0;
+}
+
+int SnapshotRetrieverImplEx::query(SnapshotQueryCondition const& condition, std::vector<SnapshotFile>& list) {
+    std::vector<RecordDirInfoEx> dirs;
+    int const code = initRecordDirInfoList(dirs);
+    if (code != 0) return code;
+    return SnapshotFileManagerEx().query(condition, dirs, list);
+}
+
+int SnapshotRetrieverImplEx::open(char const* name) {
+    close();
+    std::vector<RecordDirInfoEx> dirs;
+    int const code = initRecordDirInfoList(dirs);
+    if (code != 0) return code;
+    std::string deviceDir, date;
+    long long time = 0;
+    if (name == nullptr || !SnapshotRecordDirEx::parseImageInfo(name, deviceDir, date, time))
+        return OV_RECORD_PICTURE_OPEN_FAILED;
+    for (RecordDirInfoEx const& dir : dirs) {
+        IDiskManager* disk = DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat());
+        std::string const dateDir = BasicTool::getWholeDateDir(dir, BasicTool::kSnapshotDirName, deviceDir, date);
+        if (disk == nullptr || disk->isDirExist(dateDir.c_str()) == 0) continue;
+        SnapshotIndexFileParserEx parser;
+        if (parser.open(dir, date, deviceDir) != 1) continue;
+        SafePointer<SnapshotImageDataInfo> info(new SnapshotImageDataInfo());
+        parser.getImageDataInfo(time, info);
+        if (info->getImageDataLen() < 0) continue;
+        m_file = FileFactory::createFile(dir.getDiskType(), dir.getFileSystemFormat());
+        std::string const path = dateDir + BasicTool::kSeparator + info->getSnapshotFileName();
+        if (m_file.isNull() || !m_file->open(path.c_str(), IFile::kModeRead) ||
+            !m_file->seek(info->getImageFilePos(), SEEK_SET)) {
+            close();
+            return OV_RECORD_PICTURE_OPEN_FAILED;
+        }
+        m_nImageLength = info->getImageDataLen();
+        m_nReadLength = 0;
+        return 0;
+    }
+    return OV_RECORD_PICTURE_OPEN_FAILED;
+}
+
+int SnapshotRetrieverImplEx::read(char* buffer, int nLength) {
+    if (m_file.isNull()) return OV_RECORD_PICTURE_NOT_OPEN;
+    if (m_nReadLength >= m_nImageLength) return 0;
+    int const n = m_file->read(buffer, std::min(nLength, m_nImageLength - m_nReadLength));
+    if (n > 0) m_nReadLength += n;
+    return n;
+}
+
+void SnapshotRetrieverImplEx::close() {
+    if (!m_file.isNull()) m_file->close();
+    m_file = SafePointer<IFile>();
+    m_nImageLength = 0;
+    m_nReadLength = 0;
+}
+
+int SnapshotRetrieverImplEx::deleteSnapshotFile(SnapshotQueryCondition const& condition) {
+    std::vector<RecordDirInfoEx> dirs;
+    int const code = initRecordDirInfoList(dirs);
+    if (code != 0) return code;
+    return SnapshotFileManagerEx().deleteSnapshotFile(condition, dirs);
+}
+
+int SnapshotRetrieverImplEx::deleteSnapshotFile(std::vector<std::string> const& names) {
+    std::vector<RecordDirInfoEx> dirs;
+    int const code = initRecordDirInfoList(dirs);
+    if (code != 0) return code;
+    return SnapshotFileManagerEx().deleteSnapshotFile(dirs, names);
+}
