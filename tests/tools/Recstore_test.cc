@@ -3,6 +3,7 @@
 // must find, and bad input.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,7 @@ protected:
     static void SetUpTestSuite() {
         s_tree = new TempDir();
         std::string const command = "cd '" + s_tree->root() + "' && RECSTORE_ROOT='" + s_tree->path("root") +
-                                    "' TZ=UTC " RECSTORE_TOOL_COMMAND " --channels 1 --seconds 90 --disks 2 "
+                                    "' TZ=UTC " RECSTORE_TOOL_COMMAND " --channels 1 --seconds 90 --disks 2 --snapshots 30 "
                                     "--disk-mib 64 --file-mib 2 --width 640 --height 360 --video '" RECSTORE_TESTDATA_DIR
                                     "/cif25_gop50_20s.h264' '" RECSTORE_TESTDATA_DIR "' rec >/dev/null 2>&1";
         ASSERT_EQ(0, sy_system(command.c_str(), 120));
@@ -180,6 +181,28 @@ TEST_F(RecstoreTest, RepairReportsFirstThenReplacesRebuiltEntriesAndDropsLostFil
     r = run("repair " + roots());
     EXPECT_EQ(1, r.nStatus);
     EXPECT_NE(std::string::npos, r.strOut.find("cannot repair entry ")) << r.strOut;
+}
+
+TEST_F(RecstoreTest, SnapshotsAreListedAndWrittenOutAsTheyWereTaken) {
+    std::string const snapRoots = "'" + m_dir.path("rec/disk1") + "' '" + m_dir.path("rec/disk2") + "'";
+    Result r = run("snap ls --device " + std::string(kDevice) + " " + snapRoots);
+    ASSERT_EQ(0, r.nStatus) << r.strErr;
+    EXPECT_EQ(0u, r.strOut.find("2024-01-01 12:00:00.000  ")) << r.strOut;
+    EXPECT_EQ(3, std::count(r.strOut.begin(), r.strOut.end(), '\n')) << r.strOut;  // at 0, 30 and 60 s
+    ASSERT_TRUE(m_dir.writeFile("pictures/.keep", ""));
+    r = run("snap get --device " + std::string(kDevice) + " --from '2024-01-01 12:00:30' " + snapRoots + " pictures");
+    ASSERT_EQ(0, r.nStatus) << r.strErr;
+    std::vector<std::string> written;
+    for (size_t at = 0, end; (end = r.strOut.find('\n', at)) != std::string::npos; at = end + 1)
+        written.push_back(r.strOut.substr(at, end - at));
+    ASSERT_EQ(2u, written.size()) << r.strOut;
+    // The tool takes the shipped pictures in turn: the second and the third.
+    EXPECT_TRUE(TempDir::readWhole(RECSTORE_TESTDATA_DIR "/snapshots/snap2.jpg") == m_dir.readFile(written[0]));
+    EXPECT_TRUE(TempDir::readWhole(RECSTORE_TESTDATA_DIR "/snapshots/snap3.jpg") == m_dir.readFile(written[1]));
+    if (FfprobeCheck::available()) {
+        EXPECT_EQ((std::vector<std::string>{"mjpeg"}), FfprobeCheck::codecNames(m_dir.path(written[1])));
+    }
+    EXPECT_EQ(1, run("snap ls --device NVR_192.168.1.10_9 " + snapRoots).nStatus);
 }
 
 TEST_F(RecstoreTest, BadInputIsOneLineWithItsExitStatus) {

@@ -75,6 +75,7 @@ int runExport(std::vector<std::string> const& argv);
 int runLock(std::vector<std::string> const& argv);
 int runUnlock(std::vector<std::string> const& argv);
 int runDf(std::vector<std::string> const& argv);
+int runSnap(std::vector<std::string> const& argv);
 
 }  // namespace recstore
 

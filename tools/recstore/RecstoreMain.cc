@@ -56,6 +56,12 @@ Command const kCommands[] = {
      "usage: recstore unlock --device ID_IP_CAMERA --from TIME --to TIME ROOT...\n", recstore::runUnlock},
     {"df", "per root: space, record files in the pool, in use and in the bin, and per device its time held",
      "usage: recstore df ROOT...\n", recstore::runDf},
+    {"snap", "a device's snapshots: listed, or written out as .jpg files",
+     "usage: recstore snap ls --device ID_IP_CAMERA [--from TIME] [--to TIME] ROOT...\n"
+     "       recstore snap get --device ID_IP_CAMERA [--from TIME] [--to TIME] ROOT... FOLDER\n"
+     "  ls lists each picture (time, bytes, handle); get writes each one to\n"
+     "  FOLDER/<handle>.jpg. A ROOT here is a folder holding \"snapshot\".\n",
+     recstore::runSnap},
 };
 
 void usage(FILE* out) {
