@@ -9,6 +9,7 @@
 #include <stdlib.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "host/HostPaths.h"
@@ -50,6 +51,8 @@ inline std::string const& dayIndexRoot() {
         if (std::fclose(file) != 0 || !ok) return root;
     }
     root = folder;
+    // 64 MiB of index: gone when the benchmark program ends.
+    std::atexit([] { std::system(("rm -rf '" + dayIndexRoot() + "'").c_str()); });
     return root;
 }
 

@@ -130,8 +130,15 @@ TEST_F(RecstoreTest, VerifyFindsEachFaultAndNothingElse) {
     data[0] = 'X';  // the first I-frame item points here
     ASSERT_TRUE(m_dir.writeFile(day + third, data));
 
+    // A power cut before the day's last group was sealed: counted, no problem.
+    index = m_dir.readFile(day + std::string(kDevice) + "_2024-01-01.index");
+    size_t const last = index.find_last_not_of('\xff');
+    ASSERT_NE(std::string::npos, last);
+    index.replace(last - 7, 8, 8, '\xff');  // the closing CRC item
+    ASSERT_TRUE(m_dir.writeFile(day + std::string(kDevice) + "_2024-01-01.index", index));
     Result const r = run("verify " + roots());
     EXPECT_EQ(1, r.nStatus);
+    EXPECT_NE(std::string::npos, r.strOut.find(", 1 open at a day's end, ")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find("is damaged")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find(second + ": record file missing")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find(third + ": I-frame item at byte 0 does not start a TS packet"));
