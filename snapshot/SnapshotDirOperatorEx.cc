@@ -128,14 +128,17 @@ int SnapshotDirOperatorEx::getEarliestFileList(EarliestFileInfoList& list,
                                                bool, int nCount, std::string const& date) {
     std::vector<std::pair<std::string, std::string>> days;
     if (!getCycleWriteDays(policies, days)) return -1;
-    std::map<std::string, std::string> newest;  // device dir -> its last date
-    for (auto const& day : days) newest[day.second] = day.first;
     for (auto const& day : days) {
         if (list.getFileCount() >= list.getMaxCount()) break;
         if (!date.empty() && day.first != date) continue;
         SnapshotIndexFileParserEx parser;
-        if (parser.open(m_dirInfo, day.first, day.second) == 1)
-            parser.getEarliestRecordFileInfo(list, nCount, newest[day.second] == day.first);
+        if (parser.open(m_dirInfo, day.first, day.second) != 1) continue;
+        std::string const writing = SnapshotFileIndexCreator::getWritingFile(day.second);
+        std::string const dateDir =
+            BasicTool::getWholeDateDir(m_dirInfo, BasicTool::kSnapshotDirName, day.second, day.first) +
+            BasicTool::kSeparator;
+        bool const here = writing.compare(0, dateDir.size(), dateDir) == 0;
+        parser.getEarliestRecordFileInfo(list, nCount, here ? writing.substr(dateDir.size()) : std::string());
     }
     return 0;
 }

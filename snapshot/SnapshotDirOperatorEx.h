@@ -36,8 +36,9 @@ public:
     int deleteOutDateFile(std::vector<RecordDeviceDirPolicy> const& policies, SafePointer<SnapshotUseableFileDir>& pool);
     // The channels of cycle-writing policies, their dates oldest first (only
     // `date` when one is given), each date's entries offered to the list
-    // until it is full. A channel's newest entry is never offered: its
-    // session may be writing it. 0, or -1 when the folder can't be listed.
+    // until it is full. The data file a channel's session was last given
+    // (SnapshotFileIndexCreator::getWritingFile) is never offered: it may be
+    // open. 0, or -1 when the folder can't be listed.
     int getEarliestFileList(EarliestFileInfoList& list, std::vector<RecordDeviceDirPolicy> const& policies,
                             bool bIncludeLocked, int nCount, std::string const& date = std::string());
     // The dates of the cycle-writing channels; 0, or -1 as above.

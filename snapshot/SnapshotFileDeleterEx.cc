@@ -6,6 +6,7 @@
 #include "foundation/BasicTool.h"
 #include "foundation/ReturnCode.h"
 #include "snapshot/SnapshotDirOperatorEx.h"
+#include "snapshot/SnapshotFileIndexCreator.h"
 #include "snapshot/SnapshotIndexFileParserEx.h"
 #include "snapshot/SnapshotUseableFileDir.h"
 
@@ -15,14 +16,14 @@ int SnapshotFileDeleterEx::handleFile(SnapshotQueryCondition const& condition, R
     std::vector<std::string> emptied;
     int result = parser.deleteFile(condition, &emptied) < 0 ? OV_RECORD_WRITE_FAILED : 0;
     if (emptied.empty()) return result;
-    // The channel's newest data file may have a session writing into it: a
+    // The data file the channel's session was last given may be open: a
     // pool that gave it out again would have two writers on one file. Its
     // pictures stay marked; retention takes the file later.
-    std::vector<std::string> dates;
-    BasicTool::getRecordDateList(dir, BasicTool::kSnapshotDirName, deviceDir, dates);
-    RecordFileInfo last;
-    if (!dates.empty() && *std::max_element(dates.begin(), dates.end()) == date && parser.getLastestFileInfo(last) == 0)
-        emptied.erase(std::remove(emptied.begin(), emptied.end(), last.getRecordFileName()), emptied.end());
+    emptied.erase(std::remove_if(emptied.begin(), emptied.end(),
+                                 [&](std::string const& name) {
+                                     return SnapshotFileIndexCreator::isWritingFile(dir, deviceDir, date, name);
+                                 }),
+                  emptied.end());
     SnapshotUseableFileDir pool(dir.getRecordRootDir(), dir.getDiskType(), dir.getFileSegmentSize());
     if (!pool.attach(dir.getFileSystemFormat())) return result;
     bool empty = false;

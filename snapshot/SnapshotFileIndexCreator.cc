@@ -1,6 +1,9 @@
 #include "snapshot/SnapshotFileIndexCreator.h"
 
+#include <map>
+
 #include "foundation/BasicTool.h"
+#include "foundation/OVMutexManager.h"
 #include "foundation/ReturnCode.h"
 #include "foundation/TimeConvert.h"
 #include "host/DiskManagerFactory.h"
@@ -12,7 +15,26 @@
 namespace NS_SnapshotFileIndexCreator {
 // Seconds a new data file's begin time may step back to find a free name.
 constexpr int kNameTries = 3600;
+
+OVMutex g_writingMutex;
+std::map<std::string, std::string> g_writing;  // device dir -> data file; guarded by g_writingMutex
+
+void setWritingFile(RecordFileInfo const& file) {
+    OV_LOCK_GUARD(guard, g_writingMutex);
+    g_writing[file.getDeviceDirName()] = SnapshotDirOperatorEx::getSnapshotFilePath(file);
+}
 }  // namespace NS_SnapshotFileIndexCreator
+
+std::string SnapshotFileIndexCreator::getWritingFile(std::string const& deviceDir) {
+    OV_LOCK_GUARD(guard, NS_SnapshotFileIndexCreator::g_writingMutex);
+    auto const found = NS_SnapshotFileIndexCreator::g_writing.find(deviceDir);
+    return found == NS_SnapshotFileIndexCreator::g_writing.end() ? std::string() : found->second;
+}
+
+bool SnapshotFileIndexCreator::isWritingFile(RecordDirInfoEx const& dir, std::string const& deviceDir,
+                                             std::string const& date, std::string const& name) {
+    return getWritingFile(deviceDir) == BasicTool::createWholeFileName(2, dir.getRecordRootDir(), deviceDir, date, name);
+}
 
 SnapshotFileIndexCreator::SnapshotFileIndexCreator(RecordDirInfoEx const& dir)
     : m_dirInfo(dir), m_pDisk(DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat())) {}
@@ -51,6 +73,7 @@ bool SnapshotFileIndexCreator::needCreateNewFileIndex(SnapshotIndexFileParserEx&
 int SnapshotFileIndexCreator::getOldFileIndex(RecordFileInfo& file, RecordFileInfo const& last) {
     file.setRecordFileName(last.getRecordFileName());
     file.setRecordBeginTime(last.getRecordBeginTime());
+    NS_SnapshotFileIndexCreator::setWritingFile(file);
     return 0;
 }
 
@@ -68,6 +91,7 @@ int SnapshotFileIndexCreator::createNewFileIndex(SnapshotIndexFileParserEx& pars
     }
     file.setRecordBeginTime(begin);
     parser.close();
+    NS_SnapshotFileIndexCreator::setWritingFile(file);
     SnapshotFileIndexWriterEx writer;
     int const code = writer.open(file, true);
     writer.close();

@@ -29,6 +29,14 @@ public:
     // no free name is left.
     int createFileIndex(SafePointer<RecordFileInfo>& file, bool bNewFile, bool& needFile);
 
+    // The data file (whole path) that the channel of a device dir was last
+    // given to write, on whichever disk; "" for none since the start. It is
+    // noted before its entry is written, and reclaiming passes it over: a
+    // session may hold it open. Any thread.
+    static std::string getWritingFile(std::string const& deviceDir);
+    static bool isWritingFile(RecordDirInfoEx const& dir, std::string const& deviceDir, std::string const& date,
+                              std::string const& name);
+
 private:
     bool needCreateNewFileIndex(SnapshotIndexFileParserEx& parser, RecordFileInfo const& file,
                                 RecordFileInfo& last);

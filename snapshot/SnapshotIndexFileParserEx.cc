@@ -228,10 +228,16 @@ int SnapshotIndexFileParserEx::deleteOutDateFile(SafePointer<SnapshotUseableFile
     return removed;
 }
 
-int SnapshotIndexFileParserEx::getEarliestRecordFileInfo(EarliestFileInfoList& list, int, bool bSkipLast) {
-    int left = getFileNum() - (bSkipLast ? 1 : 0);
+int SnapshotIndexFileParserEx::getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, bool bSkipLast) {
+    RecordFileInfo last;
+    return getEarliestRecordFileInfo(list, nCount,
+                                     bSkipLast && getLastestFileInfo(last) == 0 ? last.getRecordFileName() : "");
+}
+
+int SnapshotIndexFileParserEx::getEarliestRecordFileInfo(EarliestFileInfoList& list, int,
+                                                         std::string const& skipName) {
     forEachEntry([&](SnapshotIndexFileItemParserEx& entry, int) {
-        if (left-- <= 0) return false;
+        if (!skipName.empty() && entry.getSnapshotFileName() == skipName) return true;
         SafePointer<RecordFileInfo> file(new RecordFileInfo());
         file->setDeviceId(m_deviceParser.getDeviceId());
         file->setDeviceIP(m_deviceParser.getDeviceIP());

@@ -61,6 +61,8 @@ public:
     // Offers every entry to the list as a file of its begin time; with
     // bSkipLast all but the last, which a session may still be writing.
     int getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, bool bSkipLast);
+    // The same with every entry but the one of the data file skipName.
+    int getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, std::string const& skipName);
     // The last entry: its data file name, begin time, end time, length,
     // last burst mode, date and directory;
     // 0, or -1 without entries.

@@ -163,4 +163,19 @@ TEST_F(SnapshotDirTest, SpaceComesFromPoolFilesThenTheOldestOfCycleWritersNeverT
     EXPECT_TRUE(root.exists(pathOf(newest)));
 }
 
+TEST_F(SnapshotDirTest, AChannelsFileIsReclaimedOnceItsSessionWritesOnAnotherDisk) {
+    SafePointer<RecordFileInfo> here = take(kNow);
+    EXPECT_EQ(0, dir->deleteEarliestDateFile(policy(true, 0), "2024-03-05", 5));  // it may be open
+    TempDir otherRoot;
+    RecordDirInfoEx info;
+    info.setRecordRootDir(otherRoot.root());
+    SnapshotRecordDirEx other(info, 1, "NVR", 1, kPoolFile);
+    ASSERT_EQ(1, other.init());
+    SafePointer<RecordFileInfo> there = fileOf(kNow + 10);
+    ASSERT_TRUE(other.hasFreeSpace());
+    ASSERT_EQ(0, other.createFile(there));
+    EXPECT_EQ(1, dir->deleteEarliestDateFile(policy(true, 0), "2024-03-05", 5));
+    EXPECT_FALSE(root.exists(pathOf(here)));
+}
+
 }  // namespace
