@@ -4,6 +4,10 @@
 #include <vector>
 
 #include "foundation/BasicTool.h"
+#include "host/DiskManagerFactory.h"
+#include "host/FileFactory.h"
+#include "host/GlobalEnv.h"
+#include "host/IDiskManager.h"
 #include "index/RecordIndexCodec.h"
 
 static_assert(SnapshotIndexCodec::kTailSize == 19, "comma, 8 time bytes, 10 reserved");
@@ -59,4 +63,30 @@ bool SnapshotIndexCodec::getIndexPos(char const* image, int nLength, int nFrom, 
     nHeadEnd = begin + headLength - 1;
     nEnd = nHeadEnd + 1 + getIndexEndPos(image + nHeadEnd + 1, nLength - nHeadEnd - 1);
     return true;
+}
+
+SafePointer<IFile> SnapshotIndexCodec::openIndexFile(RecordDirInfoEx const& dir, std::string const& path,
+                                                     long long maxLength, std::string& bytes) {
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat());
+    if (disk == nullptr || disk->isFileExist(path.c_str()) != 1) return SafePointer<IFile>();
+    SafePointer<IFile> file = FileFactory::createFile(dir.getDiskType(), dir.getFileSystemFormat());
+    if (file.isNull() ||
+        (!file->open(path.c_str(), IFile::kModeReadWrite) && !file->open(path.c_str(), IFile::kModeRead)))
+        return SafePointer<IFile>();
+    long long const length = file->getLength();
+    if (length < 0 || length > maxLength || !file->seek(0, SEEK_SET)) {
+        file->close();
+        return SafePointer<IFile>();
+    }
+    bytes.resize(static_cast<size_t>(length));
+    for (long long done = 0; done < length;) {
+        int const n = file->read(&bytes[static_cast<size_t>(done)], static_cast<int>(length - done));
+        if (n <= 0) {
+            GlobalEnv::print("read indexFile(%s) failed,nReadLength = %lld\n", path.c_str(), done);
+            file->close();
+            return SafePointer<IFile>();
+        }
+        done += n;
+    }
+    return file;
 }

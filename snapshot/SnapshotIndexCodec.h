@@ -3,6 +3,10 @@
 
 #include <string>
 
+#include "foundation/RecordDirInfoEx.h"
+#include "foundation/SafePointer.h"
+#include "host/IFile.h"
+
 // Byte-level coding of the snapshot index of the data-file generation: the
 // framed head of an entry and the walk that finds entries and the end of
 // their items. Layout and a worked example: docs/snapshot-index.md.
@@ -10,6 +14,14 @@
 // Integers are little-endian, coded by byte shifts. Decoders never read
 // outside the length they are given and never throw. Stateless; any thread.
 class SnapshotIndexCodec {
+public:
+    // Opens an index file for changing, or for reading on a disk that only
+    // reads (queries still work there; changes then fail), and reads it
+    // whole into bytes. Null when it is missing, longer than maxLength or
+    // cannot be read.
+    static SafePointer<IFile> openIndexFile(RecordDirInfoEx const& dir, std::string const& path, long long maxLength,
+                                            std::string& bytes);
+
 public:
     static constexpr unsigned char kNameTerminator = 0x2C;  // ','
     static constexpr int kBeginTimeSize = 8;

@@ -5,9 +5,8 @@
 #include "directory/EarliestFileInfoList.h"
 #include "foundation/BasicTool.h"
 #include "host/DiskManagerFactory.h"
-#include "host/FileFactory.h"
-#include "host/GlobalEnv.h"
 #include "host/TimeConverter.h"
+#include "snapshot/SnapshotIndexCodec.h"
 #include "snapshot/SnapshotIndexItem.h"
 
 namespace NS_SnapshotIndexFileParser {
@@ -35,30 +34,12 @@ int SnapshotIndexFileParser::open(RecordDirInfoEx const& dirInfo, std::string co
     m_strDeviceDir = deviceDir;
     m_deviceParser.parse(m_strDeviceDir.c_str());
     m_nZeroTime = getZeroTimeStamp(date);
-    std::string const path = getIndexFileName();
-    IDiskManager* disk = DiskManagerFactory::getDiskManager(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
-    if (m_nZeroTime < 0 || disk == nullptr || disk->isFileExist(path.c_str()) != 1) return 0;
-    m_file = FileFactory::createFile(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
-    // A disk that only reads still answers queries; its changes then fail.
-    if (m_file.isNull() ||
-        (!m_file->open(path.c_str(), IFile::kModeReadWrite) && !m_file->open(path.c_str(), IFile::kModeRead)))
-        return 0;
-    long long const length = m_file->getLength();
-    if (length < 0 || length > NS_SnapshotIndexFileParser::kMaxIndexFileSize || !m_file->seek(0, SEEK_SET)) {
-        close();
-        return 0;
-    }
-    m_image.resize(static_cast<size_t>(length));
-    int done = 0;
-    while (done < length) {
-        int n = m_file->read(reinterpret_cast<char*>(m_image.data()) + done, static_cast<int>(length - done));
-        if (n <= 0) {
-            GlobalEnv::print("read indexFile(%s) failed,nReadLength = %d\n", path.c_str(), done);
-            close();
-            return 0;
-        }
-        done += n;
-    }
+    if (m_nZeroTime < 0) return 0;
+    std::string bytes;
+    m_file = SnapshotIndexCodec::openIndexFile(dirInfo, getIndexFileName(), NS_SnapshotIndexFileParser::kMaxIndexFileSize,
+                                               bytes);
+    if (m_file.isNull()) return 0;
+    m_image.assign(bytes.begin(), bytes.end());
     return 1;
 }
 

@@ -5,7 +5,6 @@
 #include "directory/EarliestFileInfoList.h"
 #include "foundation/BasicTool.h"
 #include "host/DiskManagerFactory.h"
-#include "host/FileFactory.h"
 #include "host/GlobalEnv.h"
 #include "snapshot/SnapshotIndexCodec.h"
 #include "snapshot/SnapshotUseableFileDir.h"
@@ -36,30 +35,10 @@ int SnapshotIndexFileParserEx::open(RecordDirInfoEx const& dirInfo, std::string 
     m_strDate = date;
     m_strDeviceDir = deviceDir;
     m_deviceParser.parse(m_strDeviceDir.c_str());
-    std::string const path = getIndexFileName();
-    IDiskManager* disk = DiskManagerFactory::getDiskManager(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
-    if (disk == nullptr || disk->isFileExist(path.c_str()) != 1) return 0;
-    m_file = FileFactory::createFile(dirInfo.getDiskType(), dirInfo.getFileSystemFormat());
-    // A disk that only reads still answers queries; its changes then fail.
-    if (m_file.isNull() ||
-        (!m_file->open(path.c_str(), IFile::kModeReadWrite) && !m_file->open(path.c_str(), IFile::kModeRead)))
-        return 0;
-    long long const length = m_file->getLength();
-    if (length < 0 || length > NS_SnapshotIndexFileParserEx::kMaxIndexFileSize || !m_file->seek(0, SEEK_SET)) {
-        close();
-        return 0;
-    }
-    m_image.resize(static_cast<size_t>(length));
-    int done = 0;
-    while (done < length) {
-        int n = m_file->read(m_image.data() + done, static_cast<int>(length - done));
-        if (n <= 0) {
-            GlobalEnv::print("read indexFile failed,nReadLength = %d\n", done);
-            close();
-            return 0;
-        }
-        done += n;
-    }
+    std::string bytes;
+    m_file = SnapshotIndexCodec::openIndexFile(dirInfo, getIndexFileName(), NS_SnapshotIndexFileParserEx::kMaxIndexFileSize, bytes);
+    if (m_file.isNull()) return 0;
+    m_image.assign(bytes.begin(), bytes.end());
     return 1;
 }
 

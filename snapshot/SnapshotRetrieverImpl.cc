@@ -10,7 +10,6 @@
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
 #include "host/DiskStateManager.h"
-#include "host/FileFactory.h"
 #include "host/GlobalEnv.h"
 #include "snapshot/SnapshotIndexFileParser.h"
 
@@ -95,33 +94,12 @@ int SnapshotRetrieverImpl::open(char const* name) {
                 if (parser.open(dir, date, deviceDir) == 1) parser.deleteFile(name);
                 continue;
             }
-            m_file = FileFactory::createFile(dir.getDiskType(), dir.getFileSystemFormat());
-            long long const length = m_file.isNull() || !m_file->open(path.c_str(), IFile::kModeRead)
-                                         ? -1
-                                         : m_file->getLength();
-            if (length < 0) {
-                close();
-                return OV_RECORD_PICTURE_OPEN_FAILED;
-            }
-            m_nImageLength = static_cast<int>(length);
-            m_nReadLength = 0;
-            return 0;
+            return m_reader.open(dir, path, 0, -1) ? 0 : OV_RECORD_PICTURE_OPEN_FAILED;
         }
     }
     return OV_RECORD_PICTURE_NO_DIR;
 }
 
-int SnapshotRetrieverImpl::read(char* buffer, int nLength) {
-    if (m_file.isNull()) return OV_RECORD_PICTURE_NOT_OPEN;
-    if (m_nReadLength >= m_nImageLength) return 0;
-    int const n = m_file->read(buffer, std::min(nLength, m_nImageLength - m_nReadLength));
-    if (n > 0) m_nReadLength += n;
-    return n;
-}
+int SnapshotRetrieverImpl::read(char* buffer, int nLength) { return m_reader.read(buffer, nLength); }
 
-void SnapshotRetrieverImpl::close() {
-    if (!m_file.isNull()) m_file->close();
-    m_file = SafePointer<IFile>();
-    m_nImageLength = 0;
-    m_nReadLength = 0;
-}
+void SnapshotRetrieverImpl::close() { m_reader.close(); }

@@ -4,9 +4,8 @@
 #include <vector>
 
 #include "foundation/RecordDirInfoEx.h"
-#include "foundation/SafePointer.h"
-#include "host/IFile.h"
 #include "snapshot/SnapshotFile.h"
+#include "snapshot/SnapshotImageReader.h"
 #include "snapshot/SnapshotQueryCondition.h"
 
 // Reads disks of the old snapshot generation: one image file per picture,
@@ -36,9 +35,7 @@ private:
     int initRecordDirInfoList(std::vector<RecordDirInfoEx>& dirs) const;
 
     std::vector<RecordDirInfoEx> m_dirs;
-    int m_nImageLength = 0;
-    int m_nReadLength = 0;
-    SafePointer<IFile> m_file;
+    SnapshotImageReader m_reader;
 };
 
 #endif

@@ -7,7 +7,6 @@
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
 #include "host/DiskStateManager.h"
-#include "host/FileFactory.h"
 #include "snapshot/SnapshotFileManagerEx.h"
 #include "snapshot/SnapshotImageDataInfo.h"
 #include "snapshot/SnapshotIndexFileParserEx.h"
@@ -71,34 +70,16 @@ int SnapshotRetrieverImplEx::open(char const* name) {
         SafePointer<SnapshotImageDataInfo> info(new SnapshotImageDataInfo());
         parser.getImageDataInfo(time, info);
         if (info->getImageDataLen() < 0) continue;
-        m_file = FileFactory::createFile(dir.getDiskType(), dir.getFileSystemFormat());
         std::string const path = dateDir + BasicTool::kSeparator + info->getSnapshotFileName();
-        if (m_file.isNull() || !m_file->open(path.c_str(), IFile::kModeRead) ||
-            !m_file->seek(info->getImageFilePos(), SEEK_SET)) {
-            close();
-            return OV_RECORD_PICTURE_OPEN_FAILED;
-        }
-        m_nImageLength = info->getImageDataLen();
-        m_nReadLength = 0;
-        return 0;
+        return m_reader.open(dir, path, info->getImageFilePos(), info->getImageDataLen()) ? 0
+                                                                                           : OV_RECORD_PICTURE_OPEN_FAILED;
     }
     return OV_RECORD_PICTURE_OPEN_FAILED;
 }
 
-int SnapshotRetrieverImplEx::read(char* buffer, int nLength) {
-    if (m_file.isNull()) return OV_RECORD_PICTURE_NOT_OPEN;
-    if (m_nReadLength >= m_nImageLength) return 0;
-    int const n = m_file->read(buffer, std::min(nLength, m_nImageLength - m_nReadLength));
-    if (n > 0) m_nReadLength += n;
-    return n;
-}
+int SnapshotRetrieverImplEx::read(char* buffer, int nLength) { return m_reader.read(buffer, nLength); }
 
-void SnapshotRetrieverImplEx::close() {
-    if (!m_file.isNull()) m_file->close();
-    m_file = SafePointer<IFile>();
-    m_nImageLength = 0;
-    m_nReadLength = 0;
-}
+void SnapshotRetrieverImplEx::close() { m_reader.close(); }
 
 int SnapshotRetrieverImplEx::deleteSnapshotFile(SnapshotQueryCondition const& condition) {
     std::vector<RecordDirInfoEx> dirs;

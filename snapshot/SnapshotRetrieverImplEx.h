@@ -5,10 +5,9 @@
 #include <vector>
 
 #include "foundation/RecordDirInfoEx.h"
-#include "foundation/SafePointer.h"
-#include "host/IFile.h"
 #include "host/OVMutex.h"
 #include "snapshot/SnapshotFile.h"
+#include "snapshot/SnapshotImageReader.h"
 #include "snapshot/SnapshotQueryCondition.h"
 
 // Lists, reads and deletes pictures of the data-file generation on the
@@ -43,9 +42,7 @@ public:
     int deleteSnapshotFile(std::vector<std::string> const& names);
 
 private:
-    int m_nImageLength = 0;
-    int m_nReadLength = 0;
-    SafePointer<IFile> m_file;
+    SnapshotImageReader m_reader;
 
     // Also guards SnapshotRetriever::m_SnapshotDisableDirList.
     static OVMutex m_DirInfoMutex;
