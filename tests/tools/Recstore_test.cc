@@ -71,6 +71,7 @@ TEST_F(RecstoreTest, ListsExportsLocksAndCountsAHealthyTree) {
     r = run("verify " + roots());
     EXPECT_EQ(0, r.nStatus) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find(", 0 problem(s)"));
+    EXPECT_NE(std::string::npos, r.strOut.find(" in the pool, 0 in the bin\n")) << r.strOut;
 
     // The export is what the playback reader gives for the window, and plays.
     r = run("export --device " + std::string(kDevice) + " --from '2024-01-01 12:00:10' --to '2024-01-01 12:00:40' " +

@@ -8,10 +8,7 @@
 
 #include "directory/EmptyDirStat.h"
 #include "directory/RecordDirHandler.h"
-#include "directory/RecordRecycleBin.h"
 #include "foundation/BasicTool.h"
-#include "host/DiskManagerFactory.h"
-#include "host/IDiskManager.h"
 #include "retrieval/RecordRetriever.h"
 #include "tools/recstore/Recstore.h"
 
@@ -20,18 +17,6 @@ namespace recstore {
 namespace {
 
 char const kName[] = "df";
-
-// Record files waiting in the bin; counted without the bin's own init,
-// which would make the folder on a disk that only is looked at.
-int binFiles(RecordDirInfoEx const& dir) {
-    IDiskManager* disk = DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat());
-    std::vector<std::string> names;
-    std::string const bin = BasicTool::getRecordRecycleBinDir(dir.getRecordRootDir());
-    if (disk == nullptr || disk->getFileList(bin.c_str(), names, "*", 0) < 0) return 0;
-    int count = 0;
-    for (std::string const& name : names) count += RecordRecycleBin::isRecordFileName(name) ? 1 : 0;
-    return count;
-}
 
 }  // namespace
 

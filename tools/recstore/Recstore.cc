@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "directory/RecordRecycleBin.h"
 #include "foundation/BasicTool.h"
 #include "foundation/DeviceDirParser.h"
 #include "host/DiskManagerFactory.h"
@@ -129,6 +130,16 @@ bool openRoots(std::vector<std::string> const& roots, std::vector<RecordDirInfoE
     }
     RecordRetriever::setRecordDirList(list);
     return true;
+}
+
+int binFiles(RecordDirInfoEx const& dir) {
+    IDiskManager* disk = DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat());
+    std::vector<std::string> names;
+    std::string const bin = BasicTool::getRecordRecycleBinDir(dir.getRecordRootDir());
+    if (disk == nullptr || disk->getFileList(bin.c_str(), names, "*", 0) < 0) return 0;
+    int count = 0;
+    for (std::string const& name : names) count += RecordRecycleBin::isRecordFileName(name) ? 1 : 0;
+    return count;
 }
 
 namespace {

@@ -60,6 +60,10 @@ int parseRange(char const* name, Args const& args, RecordInfo& range);
 // reason, for a root that is not a record root.
 bool openRoots(std::vector<std::string> const& roots, std::vector<RecordDirInfoEx>& dirs, std::string& error);
 
+// Record files waiting in the root's bin; counted without the bin's own
+// init, which would make the folder on a disk that only is looked at.
+int binFiles(RecordDirInfoEx const& dir);
+
 // Logs go to RECSTORE_ROOT if set, else to a folder of this run that is
 // removed at exit: a tool that inspects a disk must not write to it. The
 // engine's console lines are dropped; the program writes to out().

@@ -113,8 +113,8 @@ void verifyRoot(RecordDirInfoEx const& dir, Report& report) {
         report.problem(root, std::string("data version: ") + DataVersionInfoManager::getStatusName(version));
     EmptyDirStat pool(dir.getDiskType(), BasicTool::getRecordEmptyDir(root));
     pool.init(dir.getFileSystemFormat());
-    std::fprintf(out(), "%s: %d record file(s) in use, %d in the pool\n", root.c_str(), handler.getTotalRecordFileNumber(),
-                pool.getTotalEmptyFileNumber());
+    std::fprintf(out(), "%s: %d record file(s) in use, %d in the pool, %d in the bin\n", root.c_str(),
+                 handler.getTotalRecordFileNumber(), pool.getTotalEmptyFileNumber(), binFiles(dir));
     std::vector<std::string> deviceDirs;
     BasicTool::getMatchDeviceDirList(dir, BasicTool::kRecordDirName, "", "", -1, deviceDirs);
     for (std::string const& deviceDir : deviceDirs) {
