@@ -1,6 +1,7 @@
 #include "foundation/RecordDirInfoEx.h"
 
 #include "foundation/EncoderType.h"
+#include "host/DiskStateManager.h"
 #include "host/LocalPath.h"
 
 namespace {
@@ -53,4 +54,18 @@ bool RecordDirInfoEx::isSameDisk(RecordDirInfoEx const& a, RecordDirInfoEx const
     if (left.getDiskIndex() >= 0 || right.getDiskIndex() >= 0)
         return left.getDiskIndex() == right.getDiskIndex();
     return left.getDiskPath() == right.getDiskPath();
+}
+
+bool RecordDirInfoEx::keepPresentDirs(std::vector<RecordDirInfoEx>& dirs) {
+    std::vector<RecordDirInfoEx> present;
+    for (RecordDirInfoEx& dir : dirs) {
+        int state = 0;
+        int format = dir.getFileSystemFormat();
+        if (!DiskStateManager::getInstance()->getDiskStateInfo(dir.getRecordRootDir(), state, format)) return false;
+        if (state != DiskStateManager::kStateOk) continue;
+        dir.setFileSystemFormat(format);
+        present.push_back(dir);
+    }
+    dirs.swap(present);
+    return true;
 }

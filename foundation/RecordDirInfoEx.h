@@ -2,6 +2,7 @@
 #define FOUNDATION_RECORDDIRINFOEX_H
 
 #include <string>
+#include <vector>
 
 #include "foundation/Field.h"
 #include "foundation/RecordDirInfo.h"
@@ -39,6 +40,11 @@ public:
 
     // Index of the physical disk of a local directory (disk type 1), -1 otherwise.
     static int parseDiskIndex(RecordDirInfoEx const& info);
+    // Keeps the directories whose disk is present, each with its file system
+    // format as the disk state manager reports it: a vanished disk has
+    // nothing to give and must not hide the others. False when a root
+    // cannot be asked at all (the caller's -741).
+    static bool keepPresentDirs(std::vector<RecordDirInfoEx>& dirs);
     // True when both directories lie on the same physical disk.
     static bool isSameDisk(RecordDirInfoEx const& a, RecordDirInfoEx const& b);
 };

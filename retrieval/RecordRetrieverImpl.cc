@@ -8,7 +8,6 @@
 #include "foundation/DeviceDirParser.h"
 #include "foundation/OVMutexManager.h"
 #include "foundation/ReturnCode.h"
-#include "host/DiskStateManager.h"
 #include "host/Logger.h"
 #include "tracking/RecordSegmentInfoManager.h"
 
@@ -34,20 +33,7 @@ int RecordRetrieverImpl::getRecordDirList(std::vector<RecordDirInfoEx>& list) {
         std::printf("RecordRetrieverImpl::query no set root dir \n");
         return OV_RECORD_NO_DIR;
     }
-    std::vector<RecordDirInfoEx> present;
-    for (RecordDirInfoEx& dir : list) {
-        int state = 0;
-        int format = dir.getFileSystemFormat();
-        if (!DiskStateManager::getInstance()->getDiskStateInfo(dir.getRecordRootDir(), state,
-                                                                format)) {
-            return OV_RECORD_DISK_NOT_FORMATTED;
-        }
-        if (state != DiskStateManager::kStateOk) continue;
-        dir.setFileSystemFormat(format);
-        present.push_back(dir);
-    }
-    list.swap(present);
-    return 0;
+    return RecordDirInfoEx::keepPresentDirs(list) ? 0 : OV_RECORD_DISK_NOT_FORMATTED;
 }
 
 void RecordRetrieverImpl::getMatchDeviceList(std::vector<RecordDirInfoEx> const& dirs,

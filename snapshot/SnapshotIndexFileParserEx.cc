@@ -36,7 +36,8 @@ int SnapshotIndexFileParserEx::open(RecordDirInfoEx const& dirInfo, std::string 
     m_strDeviceDir = deviceDir;
     m_deviceParser.parse(m_strDeviceDir.c_str());
     std::string bytes;
-    m_file = SnapshotIndexCodec::openIndexFile(dirInfo, getIndexFileName(), NS_SnapshotIndexFileParserEx::kMaxIndexFileSize, bytes);
+    m_file = SnapshotIndexCodec::openIndexFile(dirInfo, getIndexFileName(),
+                                               NS_SnapshotIndexFileParserEx::kMaxIndexFileSize, bytes);
     if (m_file.isNull()) return 0;
     m_image.assign(bytes.begin(), bytes.end());
     return 1;

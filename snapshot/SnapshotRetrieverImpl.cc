@@ -9,7 +9,6 @@
 #include "foundation/DeviceDirParser.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
-#include "host/DiskStateManager.h"
 #include "host/GlobalEnv.h"
 #include "snapshot/SnapshotIndexFileParser.h"
 
@@ -37,17 +36,8 @@ bool parseName(char const* name, std::string& date, int& camera) {
 
 int SnapshotRetrieverImpl::initRecordDirInfoList(std::vector<RecordDirInfoEx>& dirs) const {
     if (m_dirs.empty()) return OV_RECORD_NO_DIR;
-    dirs.clear();
-    for (RecordDirInfoEx dir : m_dirs) {
-        int state = 0;
-        int format = dir.getFileSystemFormat();
-        if (!DiskStateManager::getInstance()->getDiskStateInfo(dir.getRecordRootDir(), state, format))
-            return OV_RECORD_DISK_NOT_FORMATTED;
-        if (state != DiskStateManager::kStateOk) continue;
-        dir.setFileSystemFormat(format);
-        dirs.push_back(dir);
-    }
-    return 0;
+    dirs = m_dirs;
+    return RecordDirInfoEx::keepPresentDirs(dirs) ? 0 : OV_RECORD_DISK_NOT_FORMATTED;
 }
 
 int SnapshotRetrieverImpl::query(SnapshotQueryCondition const& condition, std::vector<SnapshotFile>& list) {

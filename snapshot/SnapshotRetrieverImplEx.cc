@@ -6,7 +6,6 @@
 #include "foundation/OVMutexManager.h"
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
-#include "host/DiskStateManager.h"
 #include "snapshot/SnapshotFileManagerEx.h"
 #include "snapshot/SnapshotImageDataInfo.h"
 #include "snapshot/SnapshotIndexFileParserEx.h"
@@ -31,18 +30,7 @@ int SnapshotRetrieverImplEx::initRecordDirInfoList(std::vector<RecordDirInfoEx>&
                     SnapshotRetriever::m_SnapshotDisableDirList.end());
     }
     if (dirs.empty()) return OV_RECORD_NO_DIR;
-    std::vector<RecordDirInfoEx> present;
-    for (RecordDirInfoEx& dir : dirs) {
-        int state = 0;
-        int format = dir.getFileSystemFormat();
-        if (!DiskStateManager::getInstance()->getDiskStateInfo(dir.getRecordRootDir(), state, format))
-            return OV_RECORD_DISK_NOT_FORMATTED;
-        if (state != DiskStateManager::kStateOk) continue;
-        dir.setFileSystemFormat(format);
-        present.push_back(dir);
-    }
-    dirs.swap(present);
-    return 0;
+    return RecordDirInfoEx::keepPresentDirs(dirs) ? 0 : OV_RECORD_DISK_NOT_FORMATTED;
 }
 
 int SnapshotRetrieverImplEx::query(SnapshotQueryCondition const& condition, std::vector<SnapshotFile>& list) {

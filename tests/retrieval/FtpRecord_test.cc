@@ -78,14 +78,8 @@ protected:
     }
     // The names of the channel's files for a window, as the query gives them.
     std::vector<std::string> query(long long begin, long long end, int camera = 2) {
-        RecordQueryCondition condition;
-        condition.setDeviceId("NVR");
-        condition.setDeviceIP("10.0.0.7");
-        condition.setCameraId(camera);
-        condition.setRecordBeginTime(static_cast<unsigned long>(begin));
-        condition.setRecordEndTime(static_cast<unsigned long>(end));
         std::vector<RecordFileEx> files;
-        EXPECT_EQ(0, m_reader.queryFtpRecord(condition, files));
+        EXPECT_EQ(0, m_reader.queryFtpRecord(testCondition(camera, begin, end), files));
         std::vector<std::string> names;
         for (RecordFileEx const& file : files) names.push_back(file.getRecordFileName());
         return names;
