@@ -109,13 +109,10 @@ void RecordSegmentInfoManager::dropDirectoryLocked(std::string const& root) {
 
 void RecordSegmentInfoManager::updateDeviceRecordTime(SafePointer<RecordFileInfo> const& file) {
     if (file.isNull()) return;
-    std::string const deviceDir = file->getDeviceDirName();
-    std::string const date = file->getRecordDate();
-    {
-        OV_LOCK_GUARD(guard, m_queueMutex);
-        m_latestBegin[deviceDir] = std::make_pair(date, file->getRecordBeginTime());
-    }
-    deleteDeviceDateInfo(deviceDir, date);
+    // The file's writer sets the recording mark, which takes the date out
+    // of the table: only the channel's latest begin is noted here.
+    OV_LOCK_GUARD(guard, m_queueMutex);
+    m_latestBegin[file->getDeviceDirName()] = std::make_pair(file->getRecordDate(), file->getRecordBeginTime());
 }
 
 void RecordSegmentInfoManager::updateDeviceRecordTime(std::vector<SafePointer<RecordFileInfo>> const& files) {

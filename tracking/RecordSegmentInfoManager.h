@@ -46,8 +46,8 @@ public:
     int query(std::string const& deviceKey, std::string const& date, RecordDirInfoEx const& dir,
               int storageType, SingleDeviceRecordQuery& out);
 
-    // A channel began a file (a new date): that date is read anew once it is
-    // no longer recorded.
+    // A channel began a file of a new date; its writer's recording mark
+    // takes the date out of the table.
     void updateDeviceRecordTime(SafePointer<RecordFileInfo> const& file);
     void updateDeviceRecordTime(std::vector<SafePointer<RecordFileInfo>> const& files);
     // The date changed on disk: it leaves the table now and is read anew.

@@ -108,12 +108,12 @@ int parseRange(char const* name, Args const& args, RecordInfo& range) {
     return kOk;
 }
 
-bool openRoots(std::vector<std::string> const& roots, std::vector<RecordDirInfoEx>& dirs, std::string& error) {
+bool describeRoots(std::vector<std::string> const& roots, std::string const& kind, std::vector<RecordDirInfoEx>& dirs,
+                   std::vector<RecordDirInfo>& list, std::string& error) {
     IDiskManager* disk = DiskManagerFactory::getDiskManager(RecordDirInfoEx::kDiskTypeLocal, 0);
-    std::vector<RecordDirInfo> list;
     for (std::string const& root : roots) {
-        if (disk == nullptr || disk->isDirExist(BasicTool::getRecordDir(root).c_str()) == 0) {
-            error = root + " is not a record root (no record folder in it)";
+        if (disk == nullptr || disk->isDirExist((root + BasicTool::kSeparator + kind).c_str()) == 0) {
+            error = root + " is not a " + kind + " root (no " + kind + " folder in it)";
             return false;
         }
         RecordDirInfoEx dir;
@@ -125,9 +125,15 @@ bool openRoots(std::vector<std::string> const& roots, std::vector<RecordDirInfoE
         list.push_back(RecordDirInfoEx::changeToRecordDirInfo(dir));
     }
     if (roots.empty()) {
-        error = "no record root given";
+        error = "no " + kind + " root given";
         return false;
     }
+    return true;
+}
+
+bool openRoots(std::vector<std::string> const& roots, std::vector<RecordDirInfoEx>& dirs, std::string& error) {
+    std::vector<RecordDirInfo> list;
+    if (!describeRoots(roots, BasicTool::kRecordDirName, dirs, list, error)) return false;
     RecordRetriever::setRecordDirList(list);
     return true;
 }

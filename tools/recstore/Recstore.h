@@ -59,6 +59,10 @@ int parseRange(char const* name, Args const& args, RecordInfo& range);
 // "record": the retriever's directory list from now on. False, with the
 // reason, for a root that is not a record root.
 bool openRoots(std::vector<std::string> const& roots, std::vector<RecordDirInfoEx>& dirs, std::string& error);
+// The roots as directories holding the folder `kind` ("record",
+// "snapshot") and as the host describes them; false with the reason.
+bool describeRoots(std::vector<std::string> const& roots, std::string const& kind, std::vector<RecordDirInfoEx>& dirs,
+                   std::vector<RecordDirInfo>& list, std::string& error);
 
 // Record files waiting in the root's bin; counted without the bin's own
 // init, which would make the folder on a disk that only is looked at.

@@ -6,8 +6,6 @@
 #include <vector>
 
 #include "foundation/BasicTool.h"
-#include "host/DiskManagerFactory.h"
-#include "host/IDiskManager.h"
 #include "snapshot/SnapshotRetriever.h"
 #include "tools/recstore/Recstore.h"
 
@@ -19,22 +17,9 @@ char const kName[] = "snap";
 
 // Roots holding "snapshot": the snapshot retriever's directory list.
 bool openSnapshotRoots(std::vector<std::string> const& roots, std::string& error) {
-    IDiskManager* disk = DiskManagerFactory::getDiskManager(RecordDirInfoEx::kDiskTypeLocal, 0);
+    std::vector<RecordDirInfoEx> dirs;
     std::vector<RecordDirInfo> list;
-    for (std::string const& root : roots) {
-        if (disk == nullptr || disk->isDirExist((root + "/" + BasicTool::kSnapshotDirName).c_str()) == 0) {
-            error = root + " is not a snapshot root (no snapshot folder in it)";
-            return false;
-        }
-        RecordDirInfoEx dir;
-        dir.setRecordRootDir(root);
-        dir.setEnableFlag(true);
-        list.push_back(RecordDirInfoEx::changeToRecordDirInfo(dir));
-    }
-    if (roots.empty()) {
-        error = "no snapshot root given";
-        return false;
-    }
+    if (!describeRoots(roots, BasicTool::kSnapshotDirName, dirs, list, error)) return false;
     SnapshotRetriever::setSnapshotDirList(list);
     return true;
 }
