@@ -4,8 +4,7 @@
 #include <cstdio>
 
 #include "foundation/OVMutexManager.h"
-#include "host/HostPaths.h"
-#include "host/OVLogger.h"
+#include "host/Logger.h"
 
 namespace NS_IRecordDir {
 constexpr unsigned int kLogLimit = 51200;
@@ -14,21 +13,10 @@ constexpr unsigned int kLogLevel = 3;
 }  // namespace NS_IRecordDir
 
 // One logger for the file, whoever writes to it: two rotating writers of one
-// file would rotate it under each other. It follows the log folder if a test
-// or tool moves it.
+// file would rotate it under each other.
 void IRecordDir::writeDirectoryLog(char const* tag, char const* text, int line) {
-    static OVMutex mutex;
-    static OVLogger* logger = nullptr;
-    static std::string path;
-    OVMutexManager guard(&mutex, __FILE__, __LINE__);
-    std::string file = HostPaths::getLogDir() + "/recordDir.log";
-    if (logger == nullptr || file != path) {
-        delete logger;
-        logger = new OVLogger();
-        logger->init(file.c_str(), NS_IRecordDir::kLogLimit, NS_IRecordDir::kLogFiles);
-        path = file;
-    }
-    logger->writeLog(tag, text, __FILE__, static_cast<unsigned int>(line), NS_IRecordDir::kLogLevel);
+    Logger::writeFileLog("recordDir.log", tag, text, NS_IRecordDir::kLogLimit, NS_IRecordDir::kLogFiles, __FILE__, line,
+                         NS_IRecordDir::kLogLevel);
 }
 
 RecordDirInfoEx IRecordDir::getRecordDirInfoEx() const {

@@ -42,6 +42,13 @@ void Logger::writeFileLog(char const* fileName, char const* tag, char const* mes
     NS_Logger::loggerOf(fileName, maxSize, files)->writeLog(tag != nullptr ? tag : "", message);
 }
 
+void Logger::writeFileLog(char const* fileName, char const* tag, char const* message, unsigned int maxSize,
+                          unsigned int files, char const* sourceFile, int line, unsigned int level) {
+    if (fileName == nullptr || *fileName == '\0' || message == nullptr) return;
+    NS_Logger::loggerOf(fileName, maxSize, files)
+        ->writeLog(tag != nullptr ? tag : "", message, sourceFile, static_cast<unsigned int>(line), level);
+}
+
 void Logger::writeLog(char const* logName, char const* message, char const* file, int line) {
     if (logName == nullptr || *logName == '\0') return;
     OVLogger* logger = NS_Logger::loggerOf(std::string(logName) + ".log", kMaxSize, kFiles);

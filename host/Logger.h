@@ -18,6 +18,9 @@ public:
     // file, whoever logs to it, so two rotations never race.
     static void writeFileLog(char const* fileName, char const* tag, char const* message,
                              unsigned int maxSize, unsigned int files);
+    // The same with the level and the source line in the record.
+    static void writeFileLog(char const* fileName, char const* tag, char const* message, unsigned int maxSize,
+                             unsigned int files, char const* sourceFile, int line, unsigned int level);
 };
 
 #endif

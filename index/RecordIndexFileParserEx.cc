@@ -13,9 +13,7 @@
 #include "host/DiskManagerFactory.h"
 #include "host/FileFactory.h"
 #include "host/GlobalEnv.h"
-#include "host/HostPaths.h"
 #include "host/Logger.h"
-#include "host/OVLogger.h"
 #include "host/PerformanceTest.h"
 #include "index/RecordIndexCodec.h"
 
@@ -28,21 +26,11 @@ char const* const kIOErrorLog = "RecordIOError";
 }  // namespace NS_RecordIndexFileParserEx
 
 void RecordIndexFileParserEx::writeParserLog(char const* text, char const* file, int line) {
-    static OVMutex mutex;
-    static OVLogger* logger = nullptr;
-    static std::string path;
-    OVMutexManager guard(&mutex, __FILE__, __LINE__);
-    // The log follows the log folder if a test or tool moves it.
-    std::string name = HostPaths::getLogDir() + "/parserIndexLog.log";
-    if (logger == nullptr || name != path) {
-        delete logger;
-        logger = new OVLogger();
-        logger->init(name.c_str(), NS_RecordIndexFileParserEx::kLogLimit,
-                     NS_RecordIndexFileParserEx::kLogFiles);
-        path = name;
-    }
-    logger->writeLog(NS_RecordIndexFileParserEx::kLogTag, text, file,
-                     static_cast<unsigned int>(line), NS_RecordIndexFileParserEx::kLogLevel);
+    // One logger for the file, whoever writes: two rotating writers of one
+    // file would rotate it under each other.
+    Logger::writeFileLog("parserIndexLog.log", NS_RecordIndexFileParserEx::kLogTag, text,
+                         NS_RecordIndexFileParserEx::kLogLimit, NS_RecordIndexFileParserEx::kLogFiles, file, line,
+                         NS_RecordIndexFileParserEx::kLogLevel);
 }
 
 RecordIndexFileParserEx::~RecordIndexFileParserEx() { close(); }
