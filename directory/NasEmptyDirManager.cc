@@ -9,8 +9,7 @@
 #include "foundation/OVMutexManager.h"
 #include "host/DiskManagerFactory.h"
 #include "host/GlobalEnv.h"
-#include "host/HostPaths.h"
-#include "host/OVLogger.h"
+#include "host/Logger.h"
 
 namespace NS_NasEmptyDirManager {
 
@@ -49,18 +48,7 @@ NasEmptyDirManager::NasEmptyDirManager(long long fileSize, int diskType, std::st
 // One logger for the file whoever writes it: two rotating writers of one
 // file would rotate it under each other.
 void NasEmptyDirManager::writeLog(char const* text, int line) {
-    static OVMutex mutex;
-    static OVLogger* logger = nullptr;
-    static std::string path;
-    OVMutexManager guard(&mutex, __FILE__, __LINE__);
-    std::string const file = HostPaths::getLogDir() + "/naslog.log";
-    if (logger == nullptr || file != path) {
-        delete logger;
-        logger = new OVLogger();
-        logger->init(file.c_str(), kLogLimit, kLogFiles);
-        path = file;
-    }
-    logger->writeLog("NasEmptyDir", text, __FILE__, static_cast<unsigned int>(line), kLogLevel);
+    Logger::writeFileLog("naslog.log", "NasEmptyDir", text, kLogLimit, kLogFiles, __FILE__, line, kLogLevel);
 }
 
 void NasEmptyDirManager::logOnce(int state, char const* text, int line) {

@@ -7,8 +7,7 @@
 #include "foundation/ReturnCode.h"
 #include "host/DiskManagerFactory.h"
 #include "host/FileFactory.h"
-#include "host/HostPaths.h"
-#include "host/OVLogger.h"
+#include "host/Logger.h"
 #include "host/OVTime.h"
 #include "recording/RecordTimeOutDetector.h"
 #include "snapshot/SnapshotDirOperatorEx.h"
@@ -24,10 +23,7 @@ void writeChangeFileLog(RecordFileInfo const& file, int code, long long timeStam
     char text[512];
     std::snprintf(text, sizeof text, "device(%s, %s, %d) need changeFile, nRet = %d, nTimeStamp = %lld",
                   file.getDeviceId().c_str(), file.getDeviceIP().c_str(), file.getCameraId(), code, timeStamp);
-    OVLogger logger;
-    std::string const name = HostPaths::getLogDir() + "/recordError.log";
-    logger.init(name.c_str(), kLogLimit, kLogFiles);
-    logger.writeLog("ChangeFile", text);
+    Logger::writeFileLog("recordError.log", "ChangeFile", text, kLogLimit, kLogFiles);
 }
 }  // namespace NS_SnapshotWriterEx
 
