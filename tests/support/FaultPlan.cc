@@ -188,6 +188,7 @@ bool FaultPlan::deleteFails() {
 }
 
 bool FaultPlan::noteOpened(std::string const& path, FileKey& key) {
+    if (m_bNoUndo) return false;
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0) return false;
     key = FileKey(static_cast<unsigned long long>(info.st_dev),
@@ -264,6 +265,7 @@ bool FaultPlan::cutsPowerHere() {
 }
 
 void FaultPlan::noteRenamed(std::string const& from, std::string const& to) {
+    if (m_bNoUndo) return;
     std::lock_guard<std::mutex> lock(m_shadowMutex);
     m_entries.push_back(Entry{clean(to), clean(from)});
 }

@@ -1,6 +1,7 @@
 #ifndef TESTS_SUPPORT_FAULTPLAN_H
 #define TESTS_SUPPORT_FAULTPLAN_H
 
+#include <atomic>
 #include <condition_variable>
 #include <map>
 #include <memory>
@@ -80,6 +81,9 @@ public:
     // and folders made are durable, as the host syncs them into their
     // parents. Deletions are taken as durable. Open files stay open.
     void powerCut();
+    // A plan for long runs that never cut the power: no undo log is kept,
+    // so memory stays flat however much is written.
+    void keepNoUndo() { m_bNoUndo = true; }
     void spareUnsyncedBytesOf(std::string const& pathPart);
     // The n-th call from now among writes, flushes, syncDir and the disk
     // operations that create or rename cuts the power before it takes effect;
@@ -159,6 +163,7 @@ private:
     bool cutsPowerHere();
     void powerCutLocked();  // m_shadowMutex held
 
+    std::atomic<bool> m_bNoUndo{false};
     int m_nCutCalls = 0;
     int m_nCutAt = 0;  // 0: no cut armed
     bool m_bCutFired = false;

@@ -1,0 +1,274 @@
+#include "tests/soak/SoakLedger.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <limits>
+
+namespace {
+
+// A power cut loses what the index had not flushed: at most one flush
+// interval (60 s) and the block being written.
+constexpr long long kCutLoss = 75;
+
+std::string dateOf(long long seconds) {
+    time_t t = static_cast<time_t>(seconds);
+    struct tm parts {};
+    gmtime_r(&t, &parts);
+    char text[16];
+    std::strftime(text, sizeof text, "%Y-%m-%d", &parts);
+    return text;
+}
+
+std::string clockText(long long seconds) {
+    time_t t = static_cast<time_t>(seconds);
+    struct tm parts {};
+    gmtime_r(&t, &parts);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+    return text;
+}
+
+}  // namespace
+
+bool SoakLedger::open(std::string const& path) {
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line)) apply(line.c_str(), true);
+    m_pFile = std::fopen(path.c_str(), "a");
+    return m_pFile != nullptr;
+}
+
+SoakLedger::~SoakLedger() {
+    if (m_pFile != nullptr) std::fclose(m_pFile);
+}
+
+void SoakLedger::append(char const* format, ...) {
+    char line[512];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    std::lock_guard<std::mutex> guard(m_mutex);
+    apply(line, false);
+    std::fputs(line, m_pFile);
+    std::fputc('\n', m_pFile);
+    // One write per line: a SIGKILL keeps every line written.
+    std::fflush(m_pFile);
+}
+
+// m_mutex held, or replaying before any thread runs.
+void SoakLedger::apply(char const* line, bool replaying) {
+    char kind = line[0];
+    long long a = 0;
+    long long b = 0;
+    long long c = 0;
+    int const n = std::sscanf(line + 1, "%lld %lld %lld", &a, &b, &c);
+    switch (kind) {
+    case 'T':
+        if (m_nFirstClock == 0) m_nFirstClock = a;
+        m_nClock = a;
+        break;
+    case 'R':
+        if (replaying || m_nGeneration > 0) m_cuts.push_back(m_nClock);
+        m_nGeneration = static_cast<int>(a);
+        break;
+    case 'B':
+        if (n == 3) m_blocks[static_cast<int>(a)].push_back(Block{b, static_cast<int>(c), kUnseen, -1, -1});
+        break;
+    case 'l':
+    case 'L':
+        m_locks.push_back(Range{static_cast<int>(a), b, c, kind == 'L'});
+        break;
+    case 'U':
+        m_locks.erase(std::remove_if(m_locks.begin(), m_locks.end(),
+                                     [&](Range const& r) { return r.nChannel == a && r.nBegin == b && r.nEnd == c; }),
+                      m_locks.end());
+        break;
+    case 'X':
+        m_clockBacks.emplace_back(a, b);
+        break;
+    case 'F':
+        ++m_faults[line + 2];
+        break;
+    case 'P':
+        m_pictures[static_cast<int>(a)][b] = static_cast<int>(c);
+        break;
+    case 'C':
+        m_nChecks = static_cast<int>(a);
+        m_nLastCheckClock = b;
+        break;
+    case 'V': {
+        // Seen at a check: those not gone were found then.
+        std::vector<Block>& blocks = m_blocks[static_cast<int>(a)];
+        for (size_t i = 0; i < blocks.size() && i < static_cast<size_t>(b); ++i)
+            if (blocks[i].nState == kUnseen) blocks[i].nState = kSeen;
+        break;
+    }
+    case 'G': {
+        std::vector<Block>& blocks = m_blocks[static_cast<int>(a)];
+        if (b >= 0 && static_cast<size_t>(b) < blocks.size()) blocks[static_cast<size_t>(b)].nState = kGone;
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void SoakLedger::noteClock(long long sim) { append("T %lld", sim); }
+void SoakLedger::noteStart(int generation) { append("R %d", generation); }
+void SoakLedger::noteBlock(int channel, long long time, int bytes) { append("B %d %lld %d", channel, time, bytes); }
+void SoakLedger::noteLockAsked(int channel, long long begin, long long end) {
+    append("l %d %lld %lld", channel, begin, end);
+}
+void SoakLedger::noteLock(int channel, long long begin, long long end) {
+    // The asked-for range becomes a confirmed one.
+    noteUnlock(channel, begin, end);
+    append("L %d %lld %lld", channel, begin, end);
+}
+void SoakLedger::noteUnlock(int channel, long long begin, long long end) {
+    append("U %d %lld %lld", channel, begin, end);
+}
+void SoakLedger::noteClockBack(long long from, long long to) { append("X %lld %lld", from, to); }
+void SoakLedger::noteFault(std::string const& kind) { append("F %s", kind.c_str()); }
+void SoakLedger::notePicture(int channel, long long ms, int picture) {
+    append("P %d %lld %d", channel, ms, picture);
+}
+void SoakLedger::noteViolation(std::string const& text) { append("! %s", text.c_str()); }
+
+std::vector<SoakLedger::Block> SoakLedger::blocksOf(int channel) {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    return m_blocks[channel];
+}
+
+std::vector<SoakLedger::Range> SoakLedger::locks() {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    return m_locks;
+}
+
+std::map<long long, int> SoakLedger::picturesOf(int channel) {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    return m_pictures[channel];
+}
+
+bool SoakLedger::isLostByPowerCut(long long time) const {
+    for (long long cut : m_cuts)
+        if (time > cut - kCutLoss && time <= cut + 5) return true;
+    return false;
+}
+
+bool SoakLedger::isAmbiguous(long long time) const {
+    for (auto const& back : m_clockBacks)
+        if (time >= back.second - 5 && time <= back.first + 5) return true;
+    return false;
+}
+
+// A block gone since the last check was reclaimed; reclamation must have
+// taken the oldest first:
+//  - on each disk, every day before the date of the reclaimed block's
+//    record file had to go first (whole days, disk by disk);
+//  - within today, across all disks, a file that ended before the
+//    reclaimed one began had to go first.
+// Files that may have been recorded into since the last check are exempt
+// (a file being written is never reclaimed), and so are locked ones and
+// disks whose faults may keep them out of reclamation.
+std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers, std::vector<bool> const& unsure) {
+    std::vector<std::string> violations;
+    std::lock_guard<std::mutex> guard(m_mutex);
+    std::string const today = dateOf(m_nClock);
+    struct Gone {
+        int nChannel;
+        long long nTime;
+        int nDisk;
+        long long nFileBegin;
+    };
+    std::vector<Gone> reclaimed;
+    struct Kept {
+        int nChannel;
+        int nDisk;
+        long long nBegin;
+        long long nNextBegin;  // the channel's next file, or max
+    };
+    std::vector<Kept> kept;
+    auto locked = [&](int channel, long long begin, long long end, bool confirmedOnly) {
+        for (Range const& range : m_locks)
+            if (range.nChannel == channel && (range.bConfirmed || !confirmedOnly) && range.nBegin < end &&
+                begin <= range.nEnd)
+                return true;
+        return false;
+    };
+    char text[256];
+    for (auto const& entry : answers) {
+        int const channel = entry.first;
+        Answer const& answer = entry.second;
+        std::vector<Block>& blocks = m_blocks[channel];
+        // The record file holding a time: the last one beginning at or before it.
+        auto fileOf = [&](long long time) -> int {
+            auto at = std::upper_bound(answer.files.begin(), answer.files.end(), time,
+                                       [](long long t, File const& f) { return t < f.nBegin; });
+            return at == answer.files.begin() ? -1 : static_cast<int>(at - answer.files.begin()) - 1;
+        };
+        std::vector<bool> keptFile(answer.files.size(), false);
+        for (size_t i = 0; i < blocks.size(); ++i) {
+            Block& block = blocks[i];
+            if (block.nState == kGone) continue;
+            if (answer.present(block.nTime)) {
+                block.nState = kSeen;
+                int const file = fileOf(block.nTime);
+                if (file >= 0) {
+                    block.nDisk = answer.files[static_cast<size_t>(file)].nDisk;
+                    block.nFileBegin = answer.files[static_cast<size_t>(file)].nBegin;
+                    if (!isAmbiguous(block.nTime)) keptFile[static_cast<size_t>(file)] = true;
+                }
+                continue;
+            }
+            bool const explained = block.nState == kUnseen && isLostByPowerCut(block.nTime);
+            if (!explained && locked(channel, block.nTime, block.nTime + 1, true)) {
+                std::snprintf(text, sizeof text, "channel %d: the locked recording at %s was reclaimed", channel,
+                              clockText(block.nTime).c_str());
+                violations.push_back(text);
+            }
+            if (!explained && !isAmbiguous(block.nTime))
+                reclaimed.push_back(Gone{channel, block.nTime, block.nDisk, block.nFileBegin});
+            block.nState = kGone;
+            std::fprintf(m_pFile, "G %d %zu\n", channel, i);
+        }
+        std::fprintf(m_pFile, "V %d %zu\n", channel, blocks.size());
+        for (size_t f = 0; f < answer.files.size(); ++f) {
+            if (!keptFile[f]) continue;
+            File const& file = answer.files[f];
+            long long const next =
+                f + 1 < answer.files.size() ? answer.files[f + 1].nBegin : std::numeric_limits<long long>::max();
+            if (next >= m_nLastCheckClock) continue;  // may have been written into since
+            if (locked(channel, file.nBegin, next, false)) continue;
+            if (file.nDisk >= 0 && static_cast<size_t>(file.nDisk) < unsure.size() && unsure[static_cast<size_t>(file.nDisk)])
+                continue;
+            kept.push_back(Kept{channel, file.nDisk, file.nBegin, next});
+        }
+    }
+    for (Gone const& gone : reclaimed) {
+        if (gone.nDisk < 0) continue;  // never seen on a disk by this worker
+        std::string const goneDate = dateOf(gone.nFileBegin);
+        for (Kept const& keep : kept) {
+            bool const olderDay = keep.nDisk == gone.nDisk && dateOf(keep.nBegin) < goneDate;
+            bool const olderToday = goneDate == today && dateOf(keep.nBegin) == today && keep.nNextBegin <= gone.nFileBegin;
+            if (!olderDay && !olderToday) continue;
+            std::snprintf(text, sizeof text,
+                          "channel %d: the recording at %s (file of %s, disk %d) was reclaimed while channel %d keeps "
+                          "its file of %s on disk %d",
+                          gone.nChannel, clockText(gone.nTime).c_str(), clockText(gone.nFileBegin).c_str(),
+                          gone.nDisk + 1, keep.nChannel, clockText(keep.nBegin).c_str(), keep.nDisk + 1);
+            violations.push_back(text);
+            break;
+        }
+        if (violations.size() > 20) break;
+    }
+    ++m_nChecks;
+    m_nLastCheckClock = m_nClock;
+    std::fprintf(m_pFile, "C %d %lld\n", m_nChecks, m_nClock);
+    for (std::string const& violation : violations) std::fprintf(m_pFile, "! %s\n", violation.c_str());
+    std::fflush(m_pFile);
+    return violations;
+}
