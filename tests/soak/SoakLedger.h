@@ -69,6 +69,7 @@ public:
     // Where a recording may be missing for a known reason, or where two
     // recordings share a time after the clock was set back.
     bool isLostByPowerCut(long long time) const;
+    std::vector<long long> getCuts() const { return m_cuts; }
     bool isAmbiguous(long long time) const;
 
     // A record file found on a disk at a check.

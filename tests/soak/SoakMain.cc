@@ -33,6 +33,10 @@ char const kUsage[] =
     "  --seconds S     wall-clock seconds to run, 10 to 604800 (default 120)\n"
     "  --seed N        the schedule's seed, 1 to 2^63 or 'random' (default 20261123)\n"
     "  --channels N    cameras, 1 to 64 (default 16)\n"
+    "  --faults KINDS  fault kinds by letter (default vhsldbkc): v disk vanishes,\n"
+    "                  h writes hang, s short write, l directory list change,\n"
+    "                  d day change, b clock set back, k lock and unlock,\n"
+    "                  c power cut (SIGKILL)\n"
     "  --work DIR      folder for the disks and the ledger (default: a new one\n"
     "                  in TMPDIR, removed after a run that passed)\n";
 
@@ -138,6 +142,10 @@ int main(int argc, char** argv) {
             ok = parseNumber(value, 1, 64, number);
             options.nChannels = static_cast<int>(number);
         } else if (arg == "--work") work = value;
+        else if (arg == "--faults") {
+            options.strFaults = value;
+            ok = options.strFaults.find_first_not_of("vhsldbkc") == std::string::npos;
+        }
         else if (arg == "--worker-until") {
             worker = true;
             ok = parseNumber(value, 1, 1ULL << 40, number);
@@ -181,10 +189,11 @@ int main(int argc, char** argv) {
         long long const left = until - wallNow();
         long long const slice = std::min<long long>(left, 40);
         long long killAfterMs = 0;
-        if (left > 15 && std::uniform_int_distribution<int>(0, 2)(random) != 0)
+        if (left > 15 && options.strFaults.find('c') != std::string::npos && std::uniform_int_distribution<int>(0, 2)(random) != 0)
             killAfterMs = std::uniform_int_distribution<long long>(3000, slice * 1000 - 1000)(random);
         std::vector<std::string> args = {"/proc/self/exe", "--work", work, "--seed", std::to_string(seed),
-                                         "--channels", std::to_string(options.nChannels),
+                                         "--channels", std::to_string(options.nChannels), "--faults",
+                                         options.strFaults.empty() ? "" : options.strFaults,
                                          "--worker-until", std::to_string(wallNow() + slice)};
         bool killed = false;
         int const status = runProcess(args, killAfterMs, killed);
@@ -216,8 +225,10 @@ int main(int argc, char** argv) {
                 static_cast<double>(totals.nLast - totals.nFirst) / 86400.0, totals.nBlocks, faults, kinds.c_str(),
                 cuts, totals.nStarts, totals.nChecks);
     if (failure != 0) {
-        std::fprintf(stderr, "recstore_soak: FAILED with seed %llu: %s; replay: recstore_soak --seed %llu --seconds %llu\n",
-                     seed, why.c_str(), seed, seconds);
+        std::fprintf(stderr,
+                     "recstore_soak: FAILED with seed %llu: %s; replay: recstore_soak --seed %llu --seconds %llu "
+                     "--channels %d --faults '%s'\n",
+                     seed, why.c_str(), seed, seconds, options.nChannels, options.strFaults.c_str());
         std::fprintf(stderr, "recstore_soak: the disks and the ledger are kept in %s\n", work.c_str());
         return 1;
     }

@@ -14,6 +14,10 @@ struct SoakOptions {
     int nFileMiB = 16;
     int nSnapshotChannels = 4;
     long long nUntil = 0;  // wall clock (epoch seconds) at which to stop
+    // Fault kinds to inject, by letter: v vanish, h hang, s short write,
+    // l directory list, d day change, b clock back, k lock (power cuts are
+    // the supervisor's: c).
+    std::string strFaults = "vhsldbkc";
 };
 
 // Plays a recorder host on the engine until nUntil: records bursts on every
