@@ -66,6 +66,11 @@ private:
     bool getUsableDirAfterClean(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
     bool cleanSpace(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
     bool clearEarliestFile(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
+    // Cuts the date oldest first across the local candidates until they
+    // hold `wanted` useable files; false when nothing more may go.
+    bool cutNewestDate(std::vector<SafePointer<IRecordDir>> const& candidates,
+                       std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date, int wanted);
+    static int getUseableFileSum(std::vector<SafePointer<IRecordDir>> const& dirs);
     bool getEarliestDateList(std::vector<SafePointer<IRecordDir>> const& dirs,
                              std::vector<RecordDeviceDirPolicy> const& policies, std::set<std::string>& dates);
     static int getDirUseableFileNum(SafePointer<IRecordDir> const& dir);
