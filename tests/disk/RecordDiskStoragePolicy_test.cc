@@ -10,6 +10,7 @@
 #include "host/DiskStateManager.h"
 #include "host/HostClock.h"
 #include "host/HostPaths.h"
+#include "tracking/RecordingMarkManager.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestRecording.h"
@@ -194,20 +195,26 @@ TEST_F(StoragePolicyTest, ForegroundTakesOlderDatesWholeThenTodaysOldestAcrossAl
     for (size_t i = 0; i < todays.size(); ++i) EXPECT_EQ(i < 2, inBin(todays[i])) << i;
 }
 
-// Nothing of today may go (all locked): the clean ends, the channel gets -756.
-TEST_F(StoragePolicyTest, ForegroundGivesUpWhenTodayHoldsOnlyLockedFiles) {
+// Nothing of today may go (locked, and the last file being recorded): the
+// clean ends, the channel gets -756.
+TEST_F(StoragePolicyTest, ForegroundGivesUpWhenTodayHoldsOnlyLockedAndGrowingFiles) {
     makeDisks(2);
     std::vector<SafePointer<RecordFileInfo>> files;
     long long begin = kNow - 3600;
     for (SafePointer<IRecordDir> const& dir : m_dirs)
         while (dir->hasFreeSpace()) files.push_back(recordTestFile(*dir, 1, begin += 60, true));
+    ASSERT_EQ(1, m_dirs[2]->deleteFile(files.back()));
+    files.back() = recordTestFile(*m_dirs[2], 2, begin += 60);
+    ASSERT_FALSE(m_dirs[2]->hasFreeSpace());
+    RecordingMarkManager::getInstance()->addMark(files.back()->getDeviceDirName(), files.back()->getRecordDate());
     RecordDiskStoragePolicy policy;
-    fill(policy, {policyOf(1, true)});
+    fill(policy, {policyOf(1, true), policyOf(2, true)});
     int code = 0;
     place(policy, 1, &code);
     HostClock::shift(301);
     EXPECT_EQ(0, place(policy, 1, &code));
     EXPECT_EQ(-756, code);
+    RecordingMarkManager::getInstance()->delMark(files.back()->getDeviceDirName());
     for (SafePointer<RecordFileInfo> const& file : files) EXPECT_FALSE(inBin(file));
 }
 
