@@ -19,7 +19,8 @@
 // policy, the second half of the channels fills the disks from the highest
 // number down while the first fills them from the lowest up. When no
 // directory has room, a cycle-writing channel's group deletes its oldest
-// dates, but not in the first 300 s after start, so that slow disks can come
+// dates, and of the day being recorded only its oldest files across all
+// disks; but not in the first 300 s after start, so that slow disks can come
 // up first.
 //
 // Sessions call getUsableDir under the engine's creation mutex; the scan
