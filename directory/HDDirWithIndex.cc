@@ -296,6 +296,12 @@ int HDDirWithIndex::deleteSpecialTimeSegmentFile(std::vector<RecordDeviceDirPoli
     return m_handler->deleteSpecialTimeSegmentFile(m_recycleBin, policies, date, time);
 }
 
+void HDDirWithIndex::getDeletableBeginTimes(std::vector<RecordDeviceDirPolicy> const& policies,
+                                            std::string const& date, int wanted, std::vector<long long>& begins) {
+    if (!isWritable()) return;
+    m_handler->getDeletableBeginTimes(policies, date, wanted, begins);
+}
+
 void HDDirWithIndex::setDirPolicyList(std::vector<RecordDeviceDirPolicy> const& policies) {
     OV_LOCK_GUARD(guard, m_policyMutex);
     m_policies = policies;

@@ -69,6 +69,11 @@ public:
     int deleteSpecialTimeSegmentFile(std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date,
                                      long long time) override;
     void setDiskAlarmInterval(int seconds) override;
+    // The begin times of the date's oldest files that a cut may take, at
+    // most `wanted` per device (RecordDirHandler::getDeletableBeginTimes);
+    // nothing while not writable.
+    void getDeletableBeginTimes(std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date,
+                                int wanted, std::vector<long long>& begins);
     int updateFileState(int, int, int, int) override { return 1; }
 
     // Bytes of files that can be handed out without preallocating: the

@@ -436,6 +436,32 @@ bool RecordDirHandler::getRecordingFileBegin(std::string const& deviceDir, std::
     return true;
 }
 
+bool RecordDirHandler::getDeletableBeginTimes(std::vector<RecordDeviceDirPolicy> const& policies,
+                                              std::string const& date, int wanted, std::vector<long long>& begins) {
+    std::vector<std::string> deviceDirs;
+    if (!listCycledDeviceDirs(policies, date, deviceDirs)) return false;
+    if (wanted < 1) return true;
+    for (std::string const& deviceDir : deviceDirs) {
+        // One more than wanted: the last entry may be the growing file.
+        EarliestFileInfoList oldest(wanted + 1);
+        {
+            RecordIndexFileParserEx parser;
+            if (parser.open(m_dirInfo, date, deviceDir, NS_RecordDirHandler::kMainIndex, 0) == 0) continue;
+            parser.getEarliestRecordFileInfo(oldest, wanted + 1, false);
+        }
+        long long recording = 0;
+        bool isRecording = getRecordingFileBegin(deviceDir, date, recording);
+        int taken = 0;
+        for (SafePointer<RecordFileInfo> const& file : oldest.getFileInfoList()) {
+            if (taken == wanted) break;
+            if (isRecording && file->getRecordBeginTime() >= recording) continue;
+            begins.push_back(file->getRecordBeginTime());
+            ++taken;
+        }
+    }
+    return true;
+}
+
 bool RecordDirHandler::isRecordingFile(RecordFileInfo const& file) {
     long long begin = 0;
     return getRecordingFileBegin(file.getDeviceDirName(), file.getRecordDate(), begin) &&

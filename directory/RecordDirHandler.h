@@ -101,6 +101,12 @@ public:
     // The same for one device; 1 when the date folder went as a whole.
     int deleteSpecialTimeSegmentFile(SafePointer<RecordOutDateFileHandler>& handler, std::string const& deviceDir,
                                      std::string const& date);
+    // Adds to `begins` the begin times of the date's oldest files that a cut
+    // may take (unlocked, older than the file being recorded), at most
+    // `wanted` per device that may be cut by date. False when the record
+    // folder can't be listed.
+    bool getDeletableBeginTimes(std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date,
+                                int wanted, std::vector<long long>& begins);
     // Record files of a date that the day's index doesn't hold locked.
     int getUnlockFileList(std::string const& deviceDir, std::string const& date, std::vector<std::string>& files);
 

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <limits>
 #include <thread>
 
+#include "directory/HDDirWithIndex.h"
 #include "disk/DeviceSequenceMapManager.h"
 #include "foundation/BasicTool.h"
 #include "foundation/EncoderType.h"
@@ -231,7 +233,8 @@ int RecordDiskStoragePolicy::getDirUseableFileNum(SafePointer<IRecordDir> const&
     return dir->getDirFileNumber(total, free) == 0 ? free : 0;
 }
 
-// The foreground: free one file for every channel, oldest dates first.
+// The foreground: free one file for every channel, oldest dates first, each
+// but the newest whole on one disk after another.
 bool RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> const& candidates,
                                          SafePointer<IRecordDir>& dir) {
     std::vector<RecordDeviceDirPolicy> policies = m_policies.copy();
@@ -248,14 +251,16 @@ bool RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> co
     bool enough = false;
     char text[256];
     for (std::string const& date : dates) {
+        if (date == *dates.rbegin()) {
+            cutNewestDate(candidates, policies, date, wanted);
+            break;
+        }
         for (SafePointer<IRecordDir> const& candidate : candidates) {
             if (candidate->getRecordDirInfoEx().getDiskType() != DiskKind::kLocal) continue;
             candidate->deleteEarliestDateFile(policies, date, wanted);
             std::snprintf(text, sizeof(text), "RecordDirGroup::cleanSpace, deleteEarliestDateFile(%s) \n", date.c_str());
             GlobalEnv::print("%s", text);
-            int useable = 0;
-            for (SafePointer<IRecordDir> const& each : candidates) useable += getDirUseableFileNum(each);
-            if (useable >= wanted) {
+            if (getUseableFileSum(candidates) >= wanted) {
                 enough = true;
                 break;
             }
@@ -263,6 +268,52 @@ bool RecordDiskStoragePolicy::cleanSpace(std::vector<SafePointer<IRecordDir>> co
         if (enough) break;
     }
     return getFreeRecordDir(candidates, dir);
+}
+
+int RecordDiskStoragePolicy::getUseableFileSum(std::vector<SafePointer<IRecordDir>> const& dirs) {
+    int useable = 0;
+    for (SafePointer<IRecordDir> const& dir : dirs) useable += getDirUseableFileNum(dir);
+    return useable;
+}
+
+// The newest date is the one being recorded: taken whole from the first disk
+// it would lose that disk's newest minutes while older ones stay on the
+// others. It is cut instead in slices across all local disks, each slice
+// reaching just past the begin of the oldest files still missing.
+bool RecordDiskStoragePolicy::cutNewestDate(std::vector<SafePointer<IRecordDir>> const& candidates,
+                                            std::vector<RecordDeviceDirPolicy> const& policies,
+                                            std::string const& date, int wanted) {
+    std::vector<SafePointer<IRecordDir>> local;
+    for (SafePointer<IRecordDir> const& candidate : candidates)
+        if (candidate->getRecordDirInfoEx().getDiskType() == DiskKind::kLocal) local.push_back(candidate);
+    long long lastCut = std::numeric_limits<long long>::min();
+    char text[256];
+    for (;;) {
+        // A pool's last empty file counts as useable but is never handed
+        // out: the next file needs a directory that can give one.
+        int missing = wanted - getUseableFileSum(candidates);
+        bool givable = std::any_of(candidates.begin(), candidates.end(),
+                                   [](SafePointer<IRecordDir> const& dir) { return dir->hasFreeSpace(); });
+        if (missing <= 0 && givable) return true;
+        missing = std::max(missing, 1);
+        std::vector<long long> begins;
+        for (SafePointer<IRecordDir> const& dir : local) {
+            HDDirWithIndex* indexed = dynamic_cast<HDDirWithIndex*>(dir.get());
+            if (indexed != nullptr) indexed->getDeletableBeginTimes(policies, date, missing, begins);
+        }
+        if (begins.empty()) return false;  // only locked or growing files are left
+        size_t last = std::min(begins.size(), static_cast<size_t>(missing)) - 1;
+        std::nth_element(begins.begin(), begins.begin() + last, begins.end());
+        long long cut = begins[last] + 1;
+        // A cut that doesn't pass the last one took nothing (a bin that
+        // refuses): stop rather than hold the session for ever.
+        if (cut <= lastCut) return false;
+        lastCut = cut;
+        for (SafePointer<IRecordDir> const& dir : local) dir->deleteSpecialTimeSegmentFile(policies, date, cut);
+        std::snprintf(text, sizeof(text), "RecordDirGroup::cleanSpace, deleteSpecialTimeSegmentFile(%s, %lld) \n",
+                      date.c_str(), cut);
+        GlobalEnv::print("%s", text);
+    }
 }
 
 // The last resort of network-attached directories.

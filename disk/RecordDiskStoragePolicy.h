@@ -19,7 +19,8 @@
 // policy, the second half of the channels fills the disks from the highest
 // number down while the first fills them from the lowest up. When no
 // directory has room, a cycle-writing channel's group deletes its oldest
-// dates, but not in the first 300 s after start, so that slow disks can come
+// dates, and of the day being recorded only its oldest files across all
+// disks; but not in the first 300 s after start, so that slow disks can come
 // up first.
 //
 // Sessions call getUsableDir under the engine's creation mutex; the scan
@@ -66,6 +67,11 @@ private:
     bool getUsableDirAfterClean(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
     bool cleanSpace(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
     bool clearEarliestFile(std::vector<SafePointer<IRecordDir>> const& candidates, SafePointer<IRecordDir>& dir);
+    // Cuts the date oldest first across the local candidates until they
+    // hold `wanted` useable files; false when nothing more may go.
+    bool cutNewestDate(std::vector<SafePointer<IRecordDir>> const& candidates,
+                       std::vector<RecordDeviceDirPolicy> const& policies, std::string const& date, int wanted);
+    static int getUseableFileSum(std::vector<SafePointer<IRecordDir>> const& dirs);
     bool getEarliestDateList(std::vector<SafePointer<IRecordDir>> const& dirs,
                              std::vector<RecordDeviceDirPolicy> const& policies, std::set<std::string>& dates);
     static int getDirUseableFileNum(SafePointer<IRecordDir> const& dir);

@@ -10,6 +10,7 @@
 #include "host/DiskStateManager.h"
 #include "host/HostClock.h"
 #include "host/HostPaths.h"
+#include "tracking/RecordingMarkManager.h"
 #include "tests/support/HostRootGuard.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestRecording.h"
@@ -149,13 +150,72 @@ TEST_F(StoragePolicyTest, FullGroupReclaimsItsOldestDateOnlyForCycleWritersAndNo
     SafePointer<RecordFileInfo> next;
     EXPECT_EQ(1, place(policy, 1, &code, &next));
     ASSERT_EQ(0, code);
-    // The first disk gave its day and was enough: the others keep theirs.
-    for (size_t i = 0; i < old.size(); ++i) EXPECT_EQ(i < 20, inBin(old[i])) << i;
+    // Its only date is the newest: the oldest file goes, as each pool's last
+    // empty file counts as useable, and one more can now be handed out.
+    for (size_t i = 0; i < old.size(); ++i) EXPECT_EQ(i < 1, inBin(old[i])) << i;
     ASSERT_EQ(0, m_dirs[0]->createFile(next));
     EXPECT_TRUE(fs::exists(next->createRecordFileName()));
-    bool reissued = false;
-    for (size_t i = 0; i < 20; ++i) reissued = reissued || old[i]->getFileNumber() == next->getFileNumber();
+    bool reissued = old[0]->getFileNumber() == next->getFileNumber();
     EXPECT_TRUE(reissued);
+}
+
+// Disks full of today, the newest on disk 1, and two files of yesterday on
+// disk 2: yesterday goes whole, then today's oldest unlocked files across
+// all disks, only as many as make one useable file per policy (seven: three
+// pools' last files, yesterday's two, two of today).
+TEST_F(StoragePolicyTest, ForegroundTakesOlderDatesWholeThenTodaysOldestAcrossAllDisks) {
+    makeDisks(6);
+    long long const today = kNow - 11 * 3600 + 3600;
+    long long begin = today;
+    int camera = 0;
+    auto next = [&](size_t disk, bool lock = false) {
+        camera = camera % 4 + 1;
+        return recordTestFile(*m_dirs[disk], camera, begin += 60, lock);
+    };
+    SafePointer<RecordFileInfo> locked = next(2, true);
+    std::vector<SafePointer<RecordFileInfo>> todays;
+    while (m_dirs[2]->hasFreeSpace()) todays.push_back(next(2));
+    std::vector<SafePointer<RecordFileInfo>> yesterdays = {recordTestFile(*m_dirs[1], 1, today - kDay),
+                                                          recordTestFile(*m_dirs[1], 2, today - kDay + 60)};
+    for (size_t disk : {1, 0})
+        while (m_dirs[disk]->hasFreeSpace()) todays.push_back(next(disk));
+    ASSERT_EQ(15u, todays.size());
+    RecordDiskStoragePolicy policy;
+    std::vector<RecordDeviceDirPolicy> policies;
+    for (int channel = 1; channel <= 7; ++channel) policies.push_back(policyOf(channel, true));
+    fill(policy, policies);
+    int code = 0;
+    ASSERT_EQ(0, place(policy, 1, &code));
+    ASSERT_EQ(-761, code);
+    HostClock::shift(301);
+    EXPECT_NE(0, place(policy, 1, &code));
+    EXPECT_EQ(0, code);
+    for (SafePointer<RecordFileInfo> const& file : yesterdays) EXPECT_TRUE(inBin(file));
+    EXPECT_FALSE(inBin(locked));
+    for (size_t i = 0; i < todays.size(); ++i) EXPECT_EQ(i < 2, inBin(todays[i])) << i;
+}
+
+// Nothing of today may go (locked, and the last file being recorded): the
+// clean ends, the channel gets -756.
+TEST_F(StoragePolicyTest, ForegroundGivesUpWhenTodayHoldsOnlyLockedAndGrowingFiles) {
+    makeDisks(2);
+    std::vector<SafePointer<RecordFileInfo>> files;
+    long long begin = kNow - 3600;
+    for (SafePointer<IRecordDir> const& dir : m_dirs)
+        while (dir->hasFreeSpace()) files.push_back(recordTestFile(*dir, 1, begin += 60, true));
+    ASSERT_EQ(1, m_dirs[2]->deleteFile(files.back()));
+    files.back() = recordTestFile(*m_dirs[2], 2, begin += 60);
+    ASSERT_FALSE(m_dirs[2]->hasFreeSpace());
+    RecordingMarkManager::getInstance()->addMark(files.back()->getDeviceDirName(), files.back()->getRecordDate());
+    RecordDiskStoragePolicy policy;
+    fill(policy, {policyOf(1, true), policyOf(2, true)});
+    int code = 0;
+    place(policy, 1, &code);
+    HostClock::shift(301);
+    EXPECT_EQ(0, place(policy, 1, &code));
+    EXPECT_EQ(-756, code);
+    RecordingMarkManager::getInstance()->delMark(files.back()->getDeviceDirName());
+    for (SafePointer<RecordFileInfo> const& file : files) EXPECT_FALSE(inBin(file));
 }
 
 // Today alone on disk: the sweep cuts it in slices of a quarter of the day

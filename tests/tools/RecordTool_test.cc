@@ -140,7 +140,6 @@ TEST_F(RecordToolTest, DefaultRunFillsBothDisksAndGoesOnThroughTheRecycleBin) {
     ASSERT_EQ(0, result.nStatus) << result.strErr;
     EXPECT_EQ("", result.strErr);
     int disks = 0;
-    unsigned binned = 0;
     for (std::string const& line : lines(result.strOut)) {
         int disk = 0;
         unsigned total = 0, pool = 0, used = 0, bin = 0;
@@ -150,10 +149,11 @@ TEST_F(RecordToolTest, DefaultRunFillsBothDisksAndGoesOnThroughTheRecycleBin) {
         ++disks;
         EXPECT_EQ(30u, total) << line;  // 32 MiB less the room of three index files and the reserve
         EXPECT_LE(pool, 1u) << line;
-        binned += bin;
     }
     EXPECT_EQ(2, disks);
-    EXPECT_GT(binned, 0u);
+    // Reclaiming frees only what the next files take: the bin may end empty,
+    // but the first seconds went through it.
+    EXPECT_EQ(0, count(result.strOut, "segment 2024-01-01 12:00:00"));
     for (char const* channel : {"channel 1: ", "channel 2: "}) {
         size_t at = result.strOut.find(std::string(channel));
         ASSERT_NE(std::string::npos, at) << channel;
