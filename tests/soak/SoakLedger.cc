@@ -12,6 +12,11 @@ namespace {
 // A power cut loses what the index had not flushed: at most one flush
 // interval (60 s) and the block being written.
 constexpr long long kCutLoss = 75;
+// Within today the cut goes by files' begin times while a channel's files on
+// other disks can be spared as its live file (the recording mark is per
+// channel): small inversions of a few files happen. What must never happen
+// is a disk's day cleared while older files stay elsewhere.
+constexpr long long kTodaySlack = 600;
 
 std::string dateOf(long long seconds) {
     time_t t = static_cast<time_t>(seconds);
@@ -172,8 +177,9 @@ bool SoakLedger::isAmbiguous(long long time) const {
 //  - within today, across all disks, a file that ended before the
 //    reclaimed one began had to go first.
 // Files that may have been recorded into since the last check are exempt
-// (a file being written is never reclaimed), and so are locked ones and
-// disks whose faults may keep them out of reclamation.
+// (a file being written is never reclaimed), and so are a channel's newest
+// file on each disk, locked ones, and disks whose faults may keep them out
+// of reclamation.
 std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers, std::vector<bool> const& unsure) {
     std::vector<std::string> violations;
     std::lock_guard<std::mutex> guard(m_mutex);
@@ -236,8 +242,19 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
             std::fprintf(m_pFile, "G %d %zu\n", channel, i);
         }
         std::fprintf(m_pFile, "V %d %zu\n", channel, blocks.size());
+        // A channel recording on one disk keeps its newest file on each
+        // other disk as if it were being written (the recording mark is the
+        // channel's, not the disk's): exempt are files that were their
+        // channel's newest on their disk at any time since the last check.
+        std::map<int, long long> nextOnDisk;  // disk -> begin of the file after, walking back
+        std::vector<bool> newestSince(answer.files.size(), false);
+        for (size_t f = answer.files.size(); f-- > 0;) {
+            int const disk = answer.files[f].nDisk;
+            newestSince[f] = nextOnDisk.count(disk) == 0 || nextOnDisk[disk] >= m_nLastCheckClock;
+            nextOnDisk[disk] = answer.files[f].nBegin;
+        }
         for (size_t f = 0; f < answer.files.size(); ++f) {
-            if (!keptFile[f]) continue;
+            if (!keptFile[f] || newestSince[f]) continue;
             File const& file = answer.files[f];
             long long const next =
                 f + 1 < answer.files.size() ? answer.files[f + 1].nBegin : std::numeric_limits<long long>::max();
@@ -253,7 +270,8 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
         std::string const goneDate = dateOf(gone.nFileBegin);
         for (Kept const& keep : kept) {
             bool const olderDay = keep.nDisk == gone.nDisk && dateOf(keep.nBegin) < goneDate;
-            bool const olderToday = goneDate == today && dateOf(keep.nBegin) == today && keep.nNextBegin <= gone.nFileBegin;
+            bool const olderToday = goneDate == today && dateOf(keep.nBegin) == today &&
+                                    keep.nNextBegin + kTodaySlack <= gone.nFileBegin;
             if (!olderDay && !olderToday) continue;
             std::snprintf(text, sizeof text,
                           "channel %d: the recording at %s (file of %s, disk %d) was reclaimed while channel %d keeps "

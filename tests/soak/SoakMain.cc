@@ -37,6 +37,7 @@ char const kUsage[] =
     "                  h writes hang, s short write, l directory list change,\n"
     "                  d day change, b clock set back, k lock and unlock,\n"
     "                  c power cut (SIGKILL)\n"
+    "  --snapshot-channels N  cameras that also store pictures, 0 to 64 (default 4)\n"
     "  --work DIR      folder for the disks and the ledger (default: a new one\n"
     "                  in TMPDIR, removed after a run that passed)\n";
 
@@ -141,6 +142,9 @@ int main(int argc, char** argv) {
         else if (arg == "--channels") {
             ok = parseNumber(value, 1, 64, number);
             options.nChannels = static_cast<int>(number);
+        } else if (arg == "--snapshot-channels") {
+            ok = parseNumber(value, 0, 64, number);
+            options.nSnapshotChannels = static_cast<int>(number);
         } else if (arg == "--work") work = value;
         else if (arg == "--faults") {
             options.strFaults = value;
@@ -193,7 +197,8 @@ int main(int argc, char** argv) {
             killAfterMs = std::uniform_int_distribution<long long>(3000, slice * 1000 - 1000)(random);
         std::vector<std::string> args = {"/proc/self/exe", "--work", work, "--seed", std::to_string(seed),
                                          "--channels", std::to_string(options.nChannels), "--faults",
-                                         options.strFaults.empty() ? "" : options.strFaults,
+                                         options.strFaults, "--snapshot-channels",
+                                         std::to_string(options.nSnapshotChannels),
                                          "--worker-until", std::to_string(wallNow() + slice)};
         bool killed = false;
         int const status = runProcess(args, killAfterMs, killed);
@@ -227,8 +232,9 @@ int main(int argc, char** argv) {
     if (failure != 0) {
         std::fprintf(stderr,
                      "recstore_soak: FAILED with seed %llu: %s; replay: recstore_soak --seed %llu --seconds %llu "
-                     "--channels %d --faults '%s'\n",
-                     seed, why.c_str(), seed, seconds, options.nChannels, options.strFaults.c_str());
+                     "--channels %d --faults '%s' --snapshot-channels %d\n",
+                     seed, why.c_str(), seed, seconds, options.nChannels, options.strFaults.c_str(),
+                     options.nSnapshotChannels);
         std::fprintf(stderr, "recstore_soak: the disks and the ledger are kept in %s\n", work.c_str());
         return 1;
     }
