@@ -194,6 +194,7 @@ private:
     std::vector<std::string> m_violations;
     long long m_nRssAfterWarmUp = 0;
     long long m_nRssPeak = 0;
+    char const* m_pszStage = "start";  // what the current check follows
 
     // Producers move second by second with the clock.
     std::mutex m_pushMutex;
@@ -213,7 +214,8 @@ int randomIn(std::mt19937_64& random, int low, int high) {
 }
 
 void SoakWorker::fail(std::string const& text) {
-    std::fprintf(stderr, "soak: VIOLATION at %s: %s\n", clockText(m_nClock).c_str(), text.c_str());
+    std::fprintf(stderr, "soak: VIOLATION at %s (check after %s): %s\n", clockText(m_nClock).c_str(), m_pszStage,
+                 text.c_str());
     m_ledger.noteViolation(text);
     m_violations.push_back(text);
 }
@@ -568,7 +570,7 @@ void SoakWorker::burst() {
 }
 
 void SoakWorker::check(char const* why) {
-    (void)why;
+    m_pszStage = why;
     if (!waitUntilReady(60)) {
         fail("not every disk is in service at a check");
         return;
