@@ -214,8 +214,15 @@ int HDDirWithIndex::createFile(SafePointer<RecordFileInfo>& file) {
     file->setRecordDirInfoEx(info);
     int code = m_handler->createIndexFile(file);
     if (code != 0) return code;
+    // From here the file is the recording's, though its writer marks it only
+    // when it opens it.
+    bool const claimed = m_handler->claimRecordingDate(*file);
+    auto refuse = [&](int refusal) {
+        if (claimed) m_handler->releaseRecordingDate(*file);
+        return refusal;
+    };
     if (StorageParameterManage::getInstance()->getKeepSceneFlag() && m_pSceneLog != nullptr) {
-        if (!m_pSceneLog->createFileEx(file, diskManager())) return OV_RECORD_SCENE_OR_LOCK_LIMIT;
+        if (!m_pSceneLog->createFileEx(file, diskManager())) return refuse(OV_RECORD_SCENE_OR_LOCK_LIMIT);
     } else {
         RecordDeviceInfo device = file->getRecordDeviceInfo();
         if (!m_requests.isRequestNewFile(device) && m_handler->togetherRecordFile(file) == 0) {
@@ -224,14 +231,14 @@ int HDDirWithIndex::createFile(SafePointer<RecordFileInfo>& file) {
             return 0;
         }
         if (takeEmptyFile(file) == 0 && !m_recycleBin->createFileEx(file))
-            return OV_RECORD_HD_NO_FILE;
+            return refuse(OV_RECORD_HD_NO_FILE);
     }
     if (m_pSceneLog != nullptr) {
         m_pSceneLog->addChunnelDiskInfo(file->getDeviceId(), file->getCameraId(), info.getRecordRootDir());
         m_pSceneLog->persist();
     }
     code = m_handler->createNewFileIndexSegment(file);
-    if (code != 0) return code;
+    if (code != 0) return refuse(code);
     OV_LOCK_GUARD(guard, m_spaceMutex);
     m_space.setRecordFileSize(m_space.getRecordFileSize() + info.getFileSegmentSize());
     return 0;
@@ -241,9 +248,11 @@ int HDDirWithIndex::deleteFile(SafePointer<RecordFileInfo> const& file) {
     // An earliest-file list may offer the file a recording is writing (a
     // day's only files); its writer would go on into a file the bin hands
     // out again.
-    if (!m_bReady || m_handler->isRecordingFile(*file)) return 0;
+    if (!m_bReady) return 0;
     std::string path = file->createRecordFileName();
-    if (m_recycleBin->deleteFile(path, file->getRecordFileName())) {
+    int const moved = m_handler->moveToBinUnlessRecording(m_recycleBin, *file);
+    if (moved < 0) return 0;
+    if (moved == 1) {
         if (m_handler->deleteFile(file) == 0) return 0;
         OV_LOCK_GUARD(guard, m_spaceMutex);
         m_space.setRecordFileSize(m_space.getRecordFileSize() - getRecordDirInfoEx().getFileSegmentSize());

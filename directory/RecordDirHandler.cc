@@ -10,6 +10,7 @@
 #include "foundation/BasicTool.h"
 #include "foundation/DeviceDirParser.h"
 #include "foundation/EncoderType.h"
+#include "foundation/OVMutexManager.h"
 #include "foundation/OVRuntimeError.h"
 #include "foundation/TimeConvert.h"
 #include "host/DiskManagerFactory.h"
@@ -300,10 +301,11 @@ int RecordDirHandler::deleteOutDateFile(std::vector<RecordDeviceDirPolicy> const
         listDates(deviceDir, dates);
         for (std::string const& date : dates) {
             if (!handler->isOutDate(date)) continue;
+            OV_LOCK_GUARD(guard, m_sweepMutex);
             int files = cutIndex(deviceDir, date, NS_RecordDirHandler::kMainIndex, handler);
             // Without its index the files can't be told apart: all but locked
             // ones go by name, and the folder goes once nothing is left.
-            if (files < 0) {
+            if (files < 0 && !RecordingMarkManager::getInstance()->isExistMark(deviceDir, date)) {
                 SafePointer<RecordRecycleBin> bin = handler->getRecycleBin();
                 mvFile2Recyclebin(bin, dateDirOf(deviceDir, date));
                 std::vector<std::string> left;
@@ -361,6 +363,7 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
     handler->setDeleteFileFlag(pass == DatePass::kFiles);
     char text[512];
     for (std::string const& deviceDir : deviceDirs) {
+        OV_LOCK_GUARD(guard, m_sweepMutex);
         std::string dateDir = dateDirOf(deviceDir, date);
         int lockCount = 0;
         int deleteStatus = NS_RecordDirHandler::kNothingDeleted;
@@ -416,6 +419,7 @@ int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordRecycleBin>
     handler->setFileDeleteTime(time);
     char text[512];
     for (std::string const& deviceDir : deviceDirs) {
+        OV_LOCK_GUARD(guard, m_sweepMutex);
         std::string dateDir = dateDirOf(deviceDir, date);
         deleteSpecialTimeSegmentFile(handler, deviceDir, date);
         std::snprintf(text, sizeof(text), "delete last day file: %s , filedeletetime:%lld end", dateDir.c_str(), time);
@@ -468,6 +472,27 @@ bool RecordDirHandler::isRecordingFile(RecordFileInfo const& file) {
            begin == file.getRecordBeginTime();
 }
 
+int RecordDirHandler::moveToBinUnlessRecording(SafePointer<RecordRecycleBin>& bin, RecordFileInfo const& file) {
+    OV_LOCK_GUARD(guard, m_sweepMutex);
+    if (isRecordingFile(file)) return -1;
+    return !bin.isNull() && bin->deleteFile(file.createRecordFileName(), file.getRecordFileName()) ? 1 : 0;
+}
+
+// Only main recordings: their writers are the ones that clear a mark.
+bool RecordDirHandler::claimRecordingDate(RecordFileInfo const& file) {
+    if (file.getRecordStorageType() != NS_RecordDirHandler::kMainIndex) return false;
+    OV_LOCK_GUARD(guard, m_sweepMutex);
+    RecordingMarkManager* marks = RecordingMarkManager::getInstance();
+    if (marks->isExistMark(file.getDeviceDirName(), file.getRecordDate())) return false;
+    marks->addMark(file.getDeviceDirName(), file.getRecordDate());
+    return true;
+}
+
+void RecordDirHandler::releaseRecordingDate(RecordFileInfo const& file) {
+    OV_LOCK_GUARD(guard, m_sweepMutex);
+    RecordingMarkManager::getInstance()->delMark(file.getDeviceDirName());
+}
+
 int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordOutDateFileHandler>& handler,
                                                    std::string const& deviceDir, std::string const& date) {
     // The file being recorded is never taken, however far the cut reaches:
@@ -481,7 +506,9 @@ int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordOutDateFile
     int files = cutIndex(deviceDir, date, NS_RecordDirHandler::kMainIndex, cut);
     if (m_dirInfo.getDiskType() == DiskKind::kCard)
         cutIndex(deviceDir, date, NS_RecordDirHandler::kBackupIndex, cut);
-    if (files != 0) return 0;
+    // A marked date with no entry left has a file handed out whose entry is
+    // not written yet.
+    if (files != 0 || RecordingMarkManager::getInstance()->isExistMark(deviceDir, date)) return 0;
     if (!handler->getDeleteFileFlag()) {
         removeDateIndex(deviceDir, date);
         return 1;

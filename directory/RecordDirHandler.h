@@ -13,6 +13,7 @@
 #include "foundation/RecordFileInfo.h"
 #include "foundation/SafePointer.h"
 #include "host/IDiskManager.h"
+#include "host/OVMutex.h"
 #include "index/RecordFileIndexCreator.h"
 
 class DeviceRecordDiskStatReport;
@@ -58,6 +59,16 @@ public:
     int deleteFile(SafePointer<RecordFileInfo> const& file);
     // Whether a recording is writing this file right now.
     bool isRecordingFile(RecordFileInfo const& file);
+    // Marks the file's date as recorded into before the file is handed out:
+    // a writer marks it only once it opens the file, and until then a sweep
+    // would move the file and the writer make a new one of its number. True
+    // when this call set the mark, for releaseRecordingDate after a failed
+    // hand-out. Any thread.
+    bool claimRecordingDate(RecordFileInfo const& file);
+    // Moves the file to the bin unless a recording writes it, as one step
+    // against claimRecordingDate: 1 moved, 0 the move failed, -1 recording.
+    int moveToBinUnlessRecording(SafePointer<RecordRecycleBin>& bin, RecordFileInfo const& file);
+    void releaseRecordingDate(RecordFileInfo const& file);
     // The report's device and camera: its dates and indexed files. 0, or -1
     // when the record folder can't be listed.
     int scanDeviceRecordDisk(DeviceRecordDiskStatReport& report);
@@ -158,6 +169,10 @@ private:
     RecordDirInfoEx m_dirInfo;
     SafePointer<RecordFileIndexCreator> m_indexCreator;
     SafePointer<IndexDirManager> m_indexPool;
+    // Held by a sweep from its mark test to its last move of a device's date,
+    // and by claimRecordingDate: a file is handed out either after a sweep or
+    // with a mark that the next sweep sees. Outer to the bin's mutex.
+    OVMutex m_sweepMutex;
 };
 
 #endif

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -233,12 +234,37 @@ TEST_F(HDDirWithIndexTest, TheFileBeingRecordedIsNeverTakenOutOfService) {
     EXPECT_EQ("recycleBin", tree().at(growing->getFileNumber()));
 }
 
+// A file handed out and not yet opened by its writer is a recording's all
+// the same: reclaimed, its writer would make a new file of its number beside
+// the one the bin hands out again.
+TEST_F(HDDirWithIndexTest, FileHandedOutBeforeItsWriterOpensIsNotReclaimed) {
+    room(10);
+    ready();
+    std::vector<RecordDeviceDirPolicy> const all;
+    std::function<void()> const passes[] = {
+        [&] { m_dir->deleteEarliestDateFile(all, "2024-01-01", -1); },
+        [&] { m_dir->deleteSpecialTimeSegmentFile(all, "2024-01-01", kDay + 86400); },
+    };
+    int camera = 0;
+    for (auto const& pass : passes) {
+        SafePointer<RecordFileInfo> file;
+        ASSERT_EQ(0, create(++camera, 0, &file));
+        pass();
+        EXPECT_EQ("2024-01-01", tree().at(file->getFileNumber())) << camera;
+        EXPECT_TRUE(fs::exists(file->createRecordFileName())) << camera;
+        RecordingMarkManager::getInstance()->delMark(file->getDeviceDirName());
+    }
+    expectEveryNumberOnce(tree(), 10);
+}
+
 TEST_F(HDDirWithIndexTest, LastPoolFileIsKeptWhenTheBinIsEmpty) {
     room(10);
     ready();
     for (int i = 0; i < 9; ++i) ASSERT_EQ(0, create(1, i * 60)) << i;
     EXPECT_FALSE(m_dir->hasFreeSpace());
+    RecordingMarkManager::getInstance()->delMark("NVR_10.0.0.7_1");
     EXPECT_EQ(OV_RECORD_HD_NO_FILE, create(1, 600));
+    EXPECT_FALSE(RecordingMarkManager::getInstance()->isExistMark("NVR_10.0.0.7_1", "2024-01-01"));
     EXPECT_EQ("empty", tree().at(10));
 }
 
