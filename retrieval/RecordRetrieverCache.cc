@@ -182,6 +182,12 @@ int RecordRetrieverCache::updateRecordFileInfo(long long nTime, SafePointer<Reco
     }
     std::vector<std::string> dates;
     if (bForward) {
+        // A file runs on past midnight in the folder of the day it began, and
+        // the time's date may have no folder to carry it as a day-before
+        // entry: then the known date before is searched first.
+        std::string const before = getPreDateDir(date);
+        if (!before.empty() && std::find(m_dateList.begin(), m_dateList.end(), date) == m_dateList.end())
+            dates.push_back(before);
         for (std::string const& known : m_dateList)
             if (known >= date) dates.push_back(known);
     } else {

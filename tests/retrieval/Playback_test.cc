@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "directory/LastRecordFileInfoManager.h"
+#include "directory/PlainRecordDir.h"
 #include "foundation/ReturnCode.h"
 #include "host/HostClock.h"
 #include "index/RecordFileIndexNodeInfo.h"
@@ -324,6 +325,39 @@ TEST_F(PlaybackTest, SeeksLandOnEveryIFrameAndOnTheItemOfATime) {
             if (item.getTimeOffset() <= time - holder->nBegin) pos = item.getFilePos();
         ASSERT_EQ(0, reader.locateTime(static_cast<unsigned long>(time)));
         EXPECT_TRUE(landsOn(Landing{static_cast<size_t>(holder - files.begin()), pos}));
+    }
+}
+
+// After a clock jump the session went on in its file begun at 00:00:21 and
+// ran past midnight; the new date has no folder (nor a later one, whose
+// day-before entry would carry the file). Each second that the query
+// finds opens and reads as the index has it.
+TEST_F(PlaybackTest, AJoinedFileRunningPastMidnightServesTheNextDateThatHasNoFolder) {
+    PlainRecordDir disk(m_dirs[0]);
+    ASSERT_EQ(1, disk.init());
+    SafePointer<RecordFileInfo> const first = recordTestFile(disk, 2, kMidnight - 86400 + 21);
+    SafePointer<RecordFileInfo> const joined = recordTestSpan(disk, 2, kStart, 35, false, true);
+    EXPECT_EQ(first->getRecordFileName(), joined->getRecordFileName());
+    std::vector<IndexedFile> const files = indexedFiles();
+    ASSERT_EQ(1u, files.size());
+    ASSERT_FALSE(fs::exists(m_dirs[0].getRecordRootDir() + "/record/" + kDeviceDir + "/2024-01-02"));
+    std::vector<RecordQueryResult> results;
+    ASSERT_EQ(0, RecordRetriever().query(testCondition(2, kStart, kMidnight + 26), results));
+    ASSERT_EQ(1u, results.size());
+    std::vector<long long> seconds;
+    for (RecordTimeSegment const& segment : results[0].getRecordTimeSegmentList())
+        for (long long t = segment.getRecordBeginTime(); t < static_cast<long long>(segment.getRecordEndTime()); ++t)
+            seconds.push_back(t);
+    EXPECT_EQ(35u, seconds.size());
+    for (long long t : seconds) {
+        SCOPED_TRACE(t - kMidnight);
+        RecordRetriever reader;
+        ASSERT_EQ(0, open(reader, t, t + 4));
+        int code = 1;
+        std::string const stream = readAll(reader, code);
+        EXPECT_EQ(0, code);
+        EXPECT_FALSE(stream.empty());
+        EXPECT_TRUE(windowBytes(files, t, t + 4) == stream);
     }
 }
 

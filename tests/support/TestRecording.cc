@@ -28,12 +28,12 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked)
 namespace {
 
 SafePointer<RecordFileInfo> record(IRecordDir& dir, int camera, long long begin, int blocks, int blockSeconds,
-                                   bool lock) {
+                                   bool lock, bool joinLast = false) {
     SafePointer<RecordFileInfo> file = testFileOf(camera, begin);
     file->setRecordDirInfoEx(dir.getRecordDirInfoEx());
     TestBlock first(1, 1, begin, 2, static_cast<char>('a' + camera));
     file->setAVStreamInfo(AVStreamInfo(&first.data));
-    dir.setDeviceRequetType(file->getRecordDeviceInfo(), 0);
+    dir.setDeviceRequetType(file->getRecordDeviceInfo(), joinLast ? 1 : 0);
     EXPECT_EQ(0, dir.createFile(file));
     TSRecordWriterWithIndex writer;
     int held = -1;
@@ -53,8 +53,9 @@ SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long lon
     return record(dir, camera, begin, 1, 0, lock);
 }
 
-SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds, bool lock) {
-    return record(dir, camera, begin, seconds, 1, lock);
+SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds, bool lock,
+                                           bool joinLast) {
+    return record(dir, camera, begin, seconds, 1, lock, joinLast);
 }
 
 RecordInfo testRange(int camera, long long begin, long long end) {

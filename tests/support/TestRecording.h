@@ -20,9 +20,10 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked 
 // day's index (locked if asked).
 SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock = false);
 // The same with `seconds` one-second I-frame blocks from `begin` on: an
-// entry that spans [begin, begin + seconds).
+// entry that spans [begin, begin + seconds). With `joinLast` the session
+// asks to go on in the device's last file of the date, as after `open`.
 SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds,
-                                           bool lock = false);
+                                           bool lock = false, bool joinLast = false);
 
 // Device "NVR" at 10.0.0.7, camera `camera`, over [begin, end).
 RecordInfo testRange(int camera, long long begin, long long end);
