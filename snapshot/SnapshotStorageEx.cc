@@ -60,8 +60,7 @@ int SnapshotStorageEx::write(int nBurstMode, TSAVData const* data) {
     // A picture lies in the folder and index of its own date, where queries
     // of that date and opening by its handle look for it. The frame queue
     // marks no day change in snapshot mode, so the file ends here.
-    bool const newDay =
-        m_bWriterOpen && BasicTool::getDateString(m_nDeviceTimeStamp / 1000) != m_recordFileInfo->getRecordDate();
+    bool const newDay = BasicTool::getDateString(m_nDeviceTimeStamp / 1000) != m_recordFileInfo->getRecordDate();
 
     if (data->getDiscontinuityIndicator() || m_bFirstFile || newDay) {
         try {
