@@ -57,8 +57,12 @@ int SnapshotStorageEx::write(int nBurstMode, TSAVData const* data) {
     m_recordFileInfo->setBurstMode(nBurstMode);
     if (!m_bOpened || data->getDataLength() >= kMaxPictureLength) return OV_RECORD_WRITE_FAILED;
     m_nDeviceTimeStamp = data->getTimeStamp() / 1000;
+    // A picture lies in the folder and index of its own date, where queries
+    // of that date and opening by its handle look for it. The frame queue
+    // marks no day change in snapshot mode, so the file ends here.
+    bool const newDay = BasicTool::getDateString(m_nDeviceTimeStamp / 1000) != m_recordFileInfo->getRecordDate();
 
-    if (data->getDiscontinuityIndicator() || m_bFirstFile) {
+    if (data->getDiscontinuityIndicator() || m_bFirstFile || newDay) {
         try {
             int const code = createFile();
             if (code != 0) {

@@ -14,9 +14,9 @@ class SnapshotWriterEx;
 // The snapshot session of one channel: the host opens it, and for each
 // picture that its frame queue (in snapshot mode) hands out calls
 // write(burst mode, picture). It asks the snapshot disks for a data file
-// at the first picture, after a discontinuity and when the writer refuses
-// one, and offers the refused picture once to the next file. Every picture
-// may begin a file.
+// at the first picture, after a discontinuity, at the first picture of a
+// new date and when the writer refuses one, and offers the refused picture
+// once to the next file. Every picture may begin a file.
 //
 // One thread at a time, by contract: no lock. The writer is closed on the
 // caller's thread, also after a failure.

@@ -4,10 +4,13 @@
 
 #include <cstdio>
 #include <ctime>
+#include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "foundation/ReturnCode.h"
+#include "host/HostClock.h"
 #include "snapshot/SnapshotDiskManagerImplEx.h"
 #include "snapshot/SnapshotIndexItem.h"
 #include "snapshot/SnapshotRetrieverImpl.h"
@@ -92,6 +95,35 @@ TEST_F(SnapshotRetrieverTest, QueryGoesDiskByDiskAndEachHandleReadsItsPictureInP
     EXPECT_EQ(OV_RECORD_PICTURE_NOT_OPEN, retriever.read(&byte, 1));
     for (std::string const& name : {std::string("garbage.jpg"), nameAt(kDayB + 500)})
         EXPECT_EQ(OV_RECORD_PICTURE_OPEN_FAILED, retriever.open(name.c_str())) << name;
+}
+
+// One session stays open while the clock crosses midnight: each picture
+// lies in its own date's folder, and every handle a query gives reads back.
+TEST_F(SnapshotRetrieverTest, PicturesOfASessionOpenOverMidnightReadBackFromTheirHandles) {
+    long long const midnight = kDayB + 43200000;
+    std::map<long long, std::string> const pictures = {{midnight - 1000, SnapshotTestDisks::picture(1)},
+                                                       {midnight, SnapshotTestDisks::picture(2)},
+                                                       {midnight + 312000, SnapshotTestDisks::picture(5)}};
+    SnapshotStorageEx session;
+    session.open(SnapshotTestDisks::channel(), false);
+    HostClock::shift(43199);
+    for (auto const& picture : pictures) {
+        if (picture.first == midnight) HostClock::shift(1);
+        TSAVData data;
+        data.setData(picture.second.data(), static_cast<unsigned int>(picture.second.size()));
+        data.setTimeStamp(picture.first * 1000);
+        ASSERT_EQ(0, session.write(1, &data)) << picture.first;
+    }
+    session.close();
+    EXPECT_EQ(pictures.begin()->second, SnapshotTestDisks::stored(disks.dir(0), "2024-03-05")[midnight - 1000]);
+    EXPECT_EQ((std::map<long long, std::string>(std::next(pictures.begin()), pictures.end())),
+              SnapshotTestDisks::stored(disks.dir(0), "2024-03-06"));
+    Names expected;
+    for (auto const& picture : pictures) expected.push_back(nameAt(picture.first));
+    EXPECT_EQ(expected, query(midnight - 1000, midnight + 86400000));
+    EXPECT_EQ(Names(expected.begin() + 1, expected.end()), query(midnight, midnight + 86400000));
+    for (auto const& picture : pictures)
+        EXPECT_TRUE(picture.second == read(nameAt(picture.first))) << nameAt(picture.first);
 }
 
 TEST_F(SnapshotRetrieverTest, DeletionHidesPicturesAndGivesEmptiedDataFilesBackToThePool) {
