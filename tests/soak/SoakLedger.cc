@@ -85,13 +85,17 @@ void SoakLedger::apply(char const* line, bool replaying) {
         break;
     case 'l':
     case 'L':
-        m_locks.push_back(Range{static_cast<int>(a), b, c, kind == 'L'});
-        break;
     case 'U':
+    case 'x': {
         m_locks.erase(std::remove_if(m_locks.begin(), m_locks.end(),
                                      [&](Range const& r) { return r.nChannel == a && r.nBegin == b && r.nEnd == c; }),
                       m_locks.end());
+        if (kind == 'l' || kind == 'L') m_locks.push_back(Range{static_cast<int>(a), b, c, kind == 'L'});
+        // Unlocking leaves the item that runs over the range's end locked,
+        // and with it its file.
+        if (kind == 'U') m_locks.push_back(Range{static_cast<int>(a), c - 10, c, false});
         break;
+    }
     case 'X':
         m_clockBacks.emplace_back(a, b);
         break;
@@ -129,9 +133,10 @@ void SoakLedger::noteLockAsked(int channel, long long begin, long long end) {
     append("l %d %lld %lld", channel, begin, end);
 }
 void SoakLedger::noteLock(int channel, long long begin, long long end) {
-    // The asked-for range becomes a confirmed one.
-    noteUnlock(channel, begin, end);
     append("L %d %lld %lld", channel, begin, end);
+}
+void SoakLedger::noteLockRefused(int channel, long long begin, long long end) {
+    append("x %d %lld %lld", channel, begin, end);
 }
 void SoakLedger::noteUnlock(int channel, long long begin, long long end) {
     append("U %d %lld %lld", channel, begin, end);

@@ -15,7 +15,7 @@
 // Lines: "T sim" the clock reached sim; "R gen" a worker started (a power
 // cut happened unless it is the first); "B ch time bytes" a block the
 // engine accepted; "L ch begin end" / "U ch begin end" a range locked /
-// unlocked; "l ch begin end" a lock asked for; "X from to" the clock set
+// unlocked; "l ch begin end" a lock asked for, "x ..." refused; "X from to" the clock set
 // back; "F kind" a fault injected; "P ch ms picture" a snapshot stored;
 // "C n" an invariant check passed; "V ch n" blocks up to n seen at a check;
 // "G ch i" block i found gone; "! text" a violation.
@@ -52,6 +52,7 @@ public:
     void noteLockAsked(int channel, long long begin, long long end);
     void noteLock(int channel, long long begin, long long end);
     void noteUnlock(int channel, long long begin, long long end);
+    void noteLockRefused(int channel, long long begin, long long end);
     void noteClockBack(long long from, long long to);
     void noteFault(std::string const& kind);
     void notePicture(int channel, long long ms, int picture);

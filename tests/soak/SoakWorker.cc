@@ -457,8 +457,11 @@ void SoakWorker::snapshot(Channel& channel, int picture) {
 void SoakWorker::lockOrUnlock() {
     std::vector<SoakLedger::Range> const locks = m_ledger.locks();
     RecordRetriever retriever;
-    if (locks.size() >= 2) {
-        SoakLedger::Range const& oldest = locks.front();
+    std::vector<SoakLedger::Range> held;
+    for (SoakLedger::Range const& range : locks)
+        if (range.bConfirmed) held.push_back(range);
+    if (held.size() >= 2) {
+        SoakLedger::Range const& oldest = held.front();
         RecordInfo info = m_channels[static_cast<size_t>(oldest.nChannel - 1)]->info;
         info.setRecordBeginTime(static_cast<unsigned long>(oldest.nBegin));
         info.setRecordEndTime(static_cast<unsigned long>(oldest.nEnd));
@@ -476,11 +479,31 @@ void SoakWorker::lockOrUnlock() {
     info.setRecordEndTime(static_cast<unsigned long>(end));
     m_ledger.noteLockAsked(camera, begin, end);
     int const code = retriever.lockRecordFile(info);
-    if (code == 0) {
+    // What a lock answered 0 for shows as locked; a range reclaimed since
+    // it was recorded has nothing to lock.
+    RecordQueryCondition condition;
+    condition.setDeviceId(kDevice);
+    condition.setDeviceIP(kDeviceIP);
+    condition.setCameraId(camera);
+    condition.setRecordBeginTime(static_cast<unsigned long>(begin));
+    condition.setRecordEndTime(static_cast<unsigned long>(end));
+    std::vector<RecordQueryResult> results;
+    bool found = false;
+    bool locked = false;
+    if (code == 0 && retriever.query(condition, results) == 0)
+        for (RecordQueryResult const& result : results)
+            for (RecordTimeSegment const& segment : result.getRecordTimeSegmentList()) {
+                found = true;
+                locked = locked || segment.getRecordLockFlag();
+            }
+    if (found && !locked)
+        fail("channel " + std::to_string(camera) + ": the lock of " + clockText(begin) +
+             " answered 0 but a query shows it unlocked");
+    if (locked) {
         m_ledger.noteLock(camera, begin, end);
         m_ledger.noteFault("lock");
     } else {
-        m_ledger.noteUnlock(camera, begin, end);
+        m_ledger.noteLockRefused(camera, begin, end);
     }
 }
 
@@ -600,7 +623,10 @@ void SoakWorker::check(char const* why) {
         SoakLedger::Answer& answer = answers[channel->nCamera];
         answer.present = [segments](long long time) {
             for (auto const& segment : *segments)
-                if (time >= segment.first && time <= segment.second) return true;
+                // A burst's last block may hold under a second: whether a
+                // segment's end second names it differs between the query's
+                // locked and unlocked answers.
+                if (time >= segment.first && time <= segment.second + 1) return true;
             return false;
         };
         std::string const deviceDir = BasicTool::getDeviceDirString(kDevice, kDeviceIP, channel->nCamera);
@@ -670,10 +696,12 @@ void SoakWorker::checkPlayback(int camera) {
     long long const time = blocks[static_cast<size_t>(randomIn(m_random, 0, static_cast<int>(blocks.size()) - 1))].nTime;
     Channel const& channel = *m_channels[static_cast<size_t>(camera - 1)];
     RecordInfo window = channel.info;
-    // From a little before: a burst's last block may hold less than a
-    // second, which the index gives no time of its own.
+    // From a little before: a burst's last block may hold under a second,
+    // which the index gives no time of its own. To well after: playback ends
+    // where the last item beginning before the window's end begins, so a
+    // window ending in a gap would leave out the block before the gap.
     window.setRecordBeginTime(static_cast<unsigned long>(time - 2));
-    window.setRecordEndTime(static_cast<unsigned long>(time + 4));
+    window.setRecordEndTime(static_cast<unsigned long>(time + 60));
     RecordRetriever retriever;
     std::string const where = "channel " + std::to_string(camera) + " at " + clockText(time) + ": ";
     int const opened = retriever.open(window, false);
@@ -682,7 +710,7 @@ void SoakWorker::checkPlayback(int camera) {
         return;
     }
     std::string bytes;
-    std::vector<char> buffer(1 << 16);
+    std::vector<char> buffer(188 * 512);
     for (int n; bytes.size() < (4u << 20) && (n = retriever.read(buffer.data(), static_cast<int>(buffer.size()))) > 0;)
         bytes.append(buffer.data(), static_cast<size_t>(n));
     retriever.close();
@@ -695,7 +723,14 @@ void SoakWorker::checkPlayback(int camera) {
     Stream const& stream = *channel.pStream;
     int previous = -2;
     int frames = 0;
-    for (TsPacketReader::Pes const& pes : reader.getPes()) {
+    // Reading stopped at the cap may have cut the last frame short.
+    std::vector<TsPacketReader::Pes> const& all = reader.getPes();
+    size_t usable = all.size();
+    if (bytes.size() >= (4u << 20))
+        while (usable > 0 && all[--usable].nStreamId != 0xE0) {
+        }
+    for (size_t p = 0; p < usable; ++p) {
+        TsPacketReader::Pes const& pes = all[p];
         if (pes.nStreamId != 0xE0) continue;
         auto const found = stream.videoIndex.find(std::string(pes.payload.begin(), pes.payload.end()));
         if (found == stream.videoIndex.end()) {
