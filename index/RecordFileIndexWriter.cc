@@ -86,6 +86,7 @@ int RecordFileIndexWriter::open(SafePointer<RecordFileInfo> const& file, bool ne
     if (!m_indexFile.isNull()) m_indexFile->close();
     m_indexFile = FileFactory::createFile(dir.getDiskType(), dir.getFileSystemFormat());
     std::string indexName = RecordIndexFileParserEx::getIndexFileName(*file);
+    m_pChangeMutex = RecordIndexFileParserEx::getChangeMutex(indexName);
     int mode = dir.getDiskType() == DiskKind::kNas ? 2 : 4;
     if (!m_indexFile->open(indexName.c_str(), mode)) {
         Logger::writeLog("RecordIOError", std::strerror(errno), __FILE__, __LINE__);
@@ -296,8 +297,19 @@ int RecordFileIndexWriter::writeLastTSIndex() {
 
 int RecordFileIndexWriter::writeCrcIndex() {
     if (m_crcBuffer.empty() || m_indexFile.isNull()) return 0;
+    std::lock_guard<std::recursive_mutex> guard(*m_pChangeMutex);
     LastRecordFileInfoManager* memory = LastRecordFileInfoManager::getInstance();
     int covered = static_cast<int>(m_crcBuffer.size());
+    // A lock may have set bits in these items since they were written, and
+    // it renews only the CRCs of sealed runs: this seal covers the bytes as
+    // the file holds them.
+    if (m_writeBuffer.empty() && m_nFilePos >= covered) {
+        std::vector<unsigned char> onDisk(m_crcBuffer.size());
+        if (m_indexFile->seek(m_nFilePos - covered, SEEK_SET) &&
+            m_indexFile->read(reinterpret_cast<char*>(onDisk.data()), covered) == covered)
+            m_crcBuffer.swap(onDisk);
+        if (!m_indexFile->seek(m_nFilePos, SEEK_SET)) return OV_RECORD_WRITE_INDEX_FAILED;
+    }
     std::uint32_t crc = RecordCrc32::getInstance()->getCrc32(m_crcBuffer.data(), covered);
     memory->addLastRecordFileInfo(m_recordFile, reinterpret_cast<char*>(m_crcBuffer.data()), covered);
     m_crcBuffer.clear();

@@ -1,6 +1,8 @@
 #ifndef INDEX_RECORDFILEINDEXWRITER_H
 #define INDEX_RECORDFILEINDEXWRITER_H
 
+#include <memory>
+#include <mutex>
 #include <vector>
 
 #include "foundation/AVStreamInfo.h"
@@ -81,6 +83,9 @@ private:
     static void writeLog(char const* text);
 
     SafePointer<IFile> m_indexFile;
+    // The index file's change mutex, held while the seal reads back what it
+    // covers: a lock must not change those bytes in between.
+    std::shared_ptr<std::recursive_mutex> m_pChangeMutex;
     int m_nRecordFileLength = 0;
     int m_nRecordTimeLength = 0;
     int m_nRecordTimeInterval = 0;

@@ -103,9 +103,17 @@ int RecordIndexFileParserEx::open(RecordDirInfoEx const& dirInfo, std::string co
     try {
         std::string name = getIndexFileName(dirInfo.getRecordRootDir(), date, deviceDir,
                                             nStorageType);
+        // Held before the read: the image must be the file as no one else changes it.
+        if (nMode == kModeChange) {
+            m_pChangeMutex = getChangeMutex(name);
+            m_changeGuard = std::unique_lock<std::recursive_mutex>(*m_pChangeMutex);
+        }
         SafePointer<IFile> file = openFile(
             dirInfo, name, nMode == kModeChange ? IFile::kModeLocalDisk : IFile::kModeRead);
-        if (file.get() == nullptr) return 0;
+        if (file.get() == nullptr) {
+            close();
+            return 0;
+        }
         long long length = file->getLength();
         if (length < 0 || length > RecordIndexCodec::kMaxIndexFileSize) {
             char text[512];
@@ -113,6 +121,7 @@ int RecordIndexFileParserEx::open(RecordDirInfoEx const& dirInfo, std::string co
                           length);
             writeParserLog(text, __FILE__, __LINE__);
             file->close();
+            close();
             return 0;
         }
         int size = static_cast<int>(length);
@@ -122,6 +131,7 @@ int RecordIndexFileParserEx::open(RecordDirInfoEx const& dirInfo, std::string co
         if (read < 0) {
             delete[] image;
             file->close();
+            close();
             return 0;
         }
         m_pIndexFile = file;
@@ -150,6 +160,24 @@ void RecordIndexFileParserEx::close() {
     m_bRepaired = false;
     if (m_pIndexFile.get() != nullptr) m_pIndexFile->close();
     m_pIndexFile.reset();
+    if (m_changeGuard.owns_lock()) m_changeGuard.unlock();
+    m_changeGuard = std::unique_lock<std::recursive_mutex>();
+    m_pChangeMutex.reset();
+}
+
+std::shared_ptr<std::recursive_mutex> RecordIndexFileParserEx::getChangeMutex(std::string const& path) {
+    static std::mutex registryMutex;
+    static std::map<std::string, std::weak_ptr<std::recursive_mutex>> registry;
+    std::lock_guard<std::mutex> guard(registryMutex);
+    std::shared_ptr<std::recursive_mutex> mutex = registry[path].lock();
+    if (mutex) return mutex;
+    // Indexes of days long gone leave no entry behind for years.
+    if (registry.size() > 1024) {
+        for (auto it = registry.begin(); it != registry.end();) it = it->second.expired() ? registry.erase(it) : ++it;
+    }
+    mutex = std::make_shared<std::recursive_mutex>();
+    registry[path] = mutex;
+    return mutex;
 }
 
 long long RecordIndexFileParserEx::getIndexFileLen(RecordDirInfoEx const& dirInfo,
@@ -184,6 +212,7 @@ int RecordIndexFileParserEx::repairIndex(RecordDirInfoEx const& dirInfo, std::st
                           length);
             writeParserLog(text, __FILE__, __LINE__);
             file->close();
+            close();
             return 0;
         }
         // A second repair folds into the file's bytes, not into the view.

@@ -2,6 +2,8 @@
 #define INDEX_RECORDINDEXFILEPARSEREX_H
 
 #include <map>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -29,8 +31,10 @@ class SingleDeviceRecordQuery;
 // back from there, and the view follows in memory. What repair hid or added
 // never reaches the file.
 //
-// Owns the image and the file. A local object of one caller; two writers of
-// one file are kept apart by the directory's locks, not here.
+// Owns the image and the file. A local object of one caller. Objects that
+// change one index file (opened with kModeChange, and the index writer) take
+// turns through the file's change mutex: from open to close here, so that a
+// write-back never returns bytes another object changed since the read.
 class RecordIndexFileParserEx {
 public:
     static constexpr int kModeChange = 1;  // open mode for lock, unlock, delete
@@ -107,6 +111,9 @@ public:
 
     RecordIndexParserImplEx& getParser() { return m_parser; }
 
+    // The mutex that every change to the index file at `path` holds; one per
+    // path while anyone holds it. Any thread.
+    static std::shared_ptr<std::recursive_mutex> getChangeMutex(std::string const& path);
     // The parser log (parserIndexLog.log in the log folder). Any thread;
     // never fails its caller.
     static void writeParserLog(char const* text, char const* file, int line);
@@ -129,6 +136,8 @@ private:
                          int nLength);
 
     SafePointer<IFile> m_pIndexFile;
+    std::shared_ptr<std::recursive_mutex> m_pChangeMutex;  // opened for change: held until close
+    std::unique_lock<std::recursive_mutex> m_changeGuard;
     char* m_pszIndexCache = nullptr;  // owned, exactly m_nIndexCacheLen bytes: the view
     int m_nIndexCacheLen = 0;
     RecordIndexParserImplEx m_parser;  // over the view

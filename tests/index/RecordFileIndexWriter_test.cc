@@ -151,6 +151,26 @@ TEST_F(RecordFileIndexWriterTest, ItemsEndAtIFramesAndAfterThreeSecondsButNeverO
               items());
 }
 
+// A lock over the entry being written: items the writer adds after the lock
+// read the index stay, and the seal covers the locked bytes as they are.
+TEST_F(RecordFileIndexWriterTest, ALockOfTheEntryBeingWrittenLeavesItWholeAndSealed) {
+    m_writer.setFirstTSIndex(kBegin, 1, 188, 1, false, 0);
+    m_writer.addTSIndex(kBegin + 1, kVideo, 1, 188, 1, false, 0);
+    ASSERT_EQ(1, m_writer.writeIndex(false));
+    RecordIndexFileParserEx locker;
+    ASSERT_EQ(1, locker.open(m_info, "2024-01-01", "NVR_10.0.0.7_1", 0, RecordIndexFileParserEx::kModeChange));
+    m_writer.addTSIndex(kBegin + 2, kVideo, 1, 188, 1, false, 0);
+    m_writer.addTSIndex(kBegin + 3, kVideo, 1, 188, 1, false, 0);
+    ASSERT_EQ(1, m_writer.writeIndex(false));
+    ASSERT_EQ(1, locker.lockFile(kBegin, kBegin));
+    locker.close();
+    ASSERT_EQ(1, m_writer.writeLastTSIndex());
+    m_writer.close();
+    EXPECT_EQ((std::vector<std::string>{"CRC", "S0 188 1 I lock", "S1 188 1 I", "S1 188 1 I", "S1 188 1 I", "CRC"}),
+              items());
+    EXPECT_EQ(std::vector<std::string>{"00001-NVR_10.0.0.7_1_20240101120000.ts@4"}, listed(1));
+}
+
 TEST_F(RecordFileIndexWriterTest, OlderPairTakesTheTimeLengthFromTheTimeStamps) {
     m_writer.setFirstIndex(kBegin, 188, 1, false, 0);
     m_writer.addIndex(kBegin + 1, kVideo, 188, 0, false, 0);   // joins: the item reaches 1 s

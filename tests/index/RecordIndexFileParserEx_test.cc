@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cstdio>
+#include <future>
 #include <memory>
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -379,6 +382,35 @@ TEST_F(RecordIndexFileParserExTest, DeleteFilePaintsTheEntryOnDiskOrReportsFailu
     EXPECT_EQ((Names{fileName(1), fileName(3)}), intact(reader));
     plan->vanish();
     EXPECT_EQ(0, open(reader));
+}
+
+// Two objects change one index file from two threads, as a user's lock and
+// a reclaiming pass do: the second waits until the first closed, so neither
+// write-back undoes the other's change.
+TEST_F(RecordIndexFileParserExTest, ChangesFromTwoThreadsBothReachTheFile) {
+    writeIndex(standardImage().image(Codec::kFreshIndexFileSize, '\0'));
+    RecordIndexFileParserEx locker;
+    ASSERT_EQ(1, open(locker, RecordIndexFileParserEx::kModeChange));
+    std::promise<void> deleted;
+    std::future<void> done = deleted.get_future();
+    std::thread other([&] {
+        RecordIndexFileParserEx deleter;
+        RecordFileInfo victim;
+        victim.setRecordFileName(fileName(2));
+        if (open(deleter, RecordIndexFileParserEx::kModeChange) == 1) deleter.deleteFile(victim);
+        deleter.close();
+        deleted.set_value();
+    });
+    // Unguarded, the deletion lands meanwhile and the lock's write-back,
+    // which spans entry 2, brings it back.
+    done.wait_for(std::chrono::milliseconds(300));
+    ASSERT_EQ(1, locker.lockFile(kT0, kT0 + 7200));
+    locker.close();
+    other.join();
+    RecordIndexFileParserEx reader;
+    ASSERT_EQ(1, open(reader));
+    EXPECT_EQ((Names{fileName(1), fileName(3)}), intact(reader));
+    EXPECT_EQ((Names{fileName(1), fileName(3)}), locked(reader));
 }
 
 // Lock and unlock write what the writer makes of items locked so, CRC items
