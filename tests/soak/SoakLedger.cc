@@ -5,7 +5,6 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
-#include <limits>
 
 namespace {
 
@@ -200,7 +199,7 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
         int nChannel;
         int nDisk;
         long long nBegin;
-        long long nNextBegin;  // the channel's next file, or max
+        long long nEnd;
     };
     std::vector<Kept> kept;
     auto locked = [&](int channel, long long begin, long long end, bool confirmedOnly) {
@@ -215,11 +214,11 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
         int const channel = entry.first;
         Answer const& answer = entry.second;
         std::vector<Block>& blocks = m_blocks[channel];
-        // The record file holding a time: the last one beginning at or before it.
+        // The record file holding a time: its entry spans it.
         auto fileOf = [&](long long time) -> int {
-            auto at = std::upper_bound(answer.files.begin(), answer.files.end(), time,
-                                       [](long long t, File const& f) { return t < f.nBegin; });
-            return at == answer.files.begin() ? -1 : static_cast<int>(at - answer.files.begin()) - 1;
+            for (size_t f = 0; f < answer.files.size(); ++f)
+                if (answer.files[f].nBegin <= time && time <= answer.files[f].nEnd + 1) return static_cast<int>(f);
+            return -1;
         };
         std::vector<bool> keptFile(answer.files.size(), false);
         for (size_t i = 0; i < blocks.size(); ++i) {
@@ -247,27 +246,24 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
             std::fprintf(m_pFile, "G %d %zu\n", channel, i);
         }
         std::fprintf(m_pFile, "V %d %zu\n", channel, blocks.size());
-        // A channel recording on one disk keeps its newest file on each
-        // other disk as if it were being written (the recording mark is the
-        // channel's, not the disk's): exempt are files that were their
-        // channel's newest on their disk at any time since the last check.
-        std::map<int, long long> nextOnDisk;  // disk -> begin of the file after, walking back
-        std::vector<bool> newestSince(answer.files.size(), false);
-        for (size_t f = answer.files.size(); f-- > 0;) {
-            int const disk = answer.files[f].nDisk;
-            newestSince[f] = nextOnDisk.count(disk) == 0 || nextOnDisk[disk] >= m_nLastCheckClock;
-            nextOnDisk[disk] = answer.files[f].nBegin;
+        // A file written into since the last check may have been the one
+        // being recorded when something was reclaimed; and a channel
+        // recording on one disk keeps its last file on each other disk as if
+        // it were (the recording mark is the channel's, not the disk's).
+        std::map<int, size_t> lastOnDisk;
+        for (size_t f = 0; f < answer.files.size(); ++f) {
+            auto at = lastOnDisk.find(answer.files[f].nDisk);
+            if (at == lastOnDisk.end() || answer.files[at->second].nEnd < answer.files[f].nEnd)
+                lastOnDisk[answer.files[f].nDisk] = f;
         }
         for (size_t f = 0; f < answer.files.size(); ++f) {
-            if (!keptFile[f] || newestSince[f]) continue;
+            if (!keptFile[f] || answer.files[f].nEnd >= m_nLastCheckClock || lastOnDisk[answer.files[f].nDisk] == f)
+                continue;
             File const& file = answer.files[f];
-            long long const next =
-                f + 1 < answer.files.size() ? answer.files[f + 1].nBegin : std::numeric_limits<long long>::max();
-            if (next >= m_nLastCheckClock) continue;  // may have been written into since
-            if (locked(channel, file.nBegin, next, false)) continue;
+            if (locked(channel, file.nBegin, file.nEnd + 1, false)) continue;
             if (file.nDisk >= 0 && static_cast<size_t>(file.nDisk) < unsure.size() && unsure[static_cast<size_t>(file.nDisk)])
                 continue;
-            kept.push_back(Kept{channel, file.nDisk, file.nBegin, next});
+            kept.push_back(Kept{channel, file.nDisk, file.nBegin, file.nEnd});
         }
     }
     for (Gone const& gone : reclaimed) {
@@ -276,7 +272,7 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
         for (Kept const& keep : kept) {
             bool const olderDay = keep.nDisk == gone.nDisk && dateOf(keep.nBegin) < goneDate;
             bool const olderToday = goneDate == today && dateOf(keep.nBegin) == today &&
-                                    keep.nNextBegin + kTodaySlack <= gone.nFileBegin;
+                                    keep.nEnd + kTodaySlack <= gone.nFileBegin;
             if (!olderDay && !olderToday) continue;
             std::snprintf(text, sizeof text,
                           "channel %d: the recording at %s (file of %s, disk %d) was reclaimed while channel %d keeps "

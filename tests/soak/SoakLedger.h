@@ -75,7 +75,8 @@ public:
 
     // A record file found on a disk at a check.
     struct File {
-        long long nBegin = 0;  // from its name
+        long long nBegin = 0;  // as its index entry has it
+        long long nEnd = 0;
         int nDisk = 0;
     };
     // What the engine answers at one check, per channel: the seconds a query

@@ -29,6 +29,7 @@
 #include "foundation/StorageParameterManage.h"
 #include "host/HostClock.h"
 #include "host/HostPaths.h"
+#include "index/RecordIndexFileParserEx.h"
 #include "recording/RecordStorage.h"
 #include "recording/TSFrameQueue.h"
 #include "retrieval/RecordRetriever.h"
@@ -629,17 +630,21 @@ void SoakWorker::check(char const* why) {
                 if (time >= segment.first && time <= segment.second + 1) return true;
             return false;
         };
+        // The record files as the index has them: a file a session joined
+        // holds recordings long after its name's time.
         std::string const deviceDir = BasicTool::getDeviceDirString(kDevice, kDeviceIP, channel->nCamera);
         for (size_t d = 0; d < m_roots.size(); ++d) {
-            std::string const folder = m_roots[d] + "/record/" + deviceDir;
-            for (std::string const& date : listDir(folder, true)) {
-                for (std::string const& name : listDir(folder + "/" + date, false)) {
-                    size_t const stamp = name.rfind('_');
-                    if (name.size() < 4 || name.compare(name.size() - 3, 3, ".ts") != 0 || stamp == std::string::npos) continue;
-                    struct tm parts {};
-                    if (strptime(name.substr(stamp + 1, 14).c_str(), "%Y%m%d%H%M%S", &parts) == nullptr) continue;
-                    answer.files.push_back(SoakLedger::File{static_cast<long long>(timegm(&parts)), static_cast<int>(d)});
-                }
+            RecordDirInfoEx dir;
+            dir.setRecordRootDir(m_roots[d]);
+            dir.setDiskType(1);
+            for (std::string const& date : listDir(m_roots[d] + "/record/" + deviceDir, true)) {
+                RecordIndexFileParserEx parser;
+                if (parser.open(dir, date, deviceDir, 0, 0) != 1) continue;
+                RecordIndexParserImplEx::FileList entries;
+                parser.getRecordFileInfoList(0, 0x7FFFFFFFFFFFLL, entries);
+                for (SafePointer<RecordFileInfo> const& entry : entries)
+                    answer.files.push_back(SoakLedger::File{entry->getRecordBeginTime(), entry->getRecordEndTime(),
+                                                            static_cast<int>(d)});
             }
         }
         std::sort(answer.files.begin(), answer.files.end(),
@@ -696,11 +701,12 @@ void SoakWorker::checkPlayback(int camera) {
     long long const time = blocks[static_cast<size_t>(randomIn(m_random, 0, static_cast<int>(blocks.size()) - 1))].nTime;
     Channel const& channel = *m_channels[static_cast<size_t>(camera - 1)];
     RecordInfo window = channel.info;
-    // From a little before: a burst's last block may hold under a second,
-    // which the index gives no time of its own. To well after: playback ends
-    // where the last item beginning before the window's end begins, so a
-    // window ending in a gap would leave out the block before the gap.
-    window.setRecordBeginTime(static_cast<unsigned long>(time - 2));
+    // From before: playback begins at the first I frame at or after the
+    // window's begin, and a burst's last blocks follow their I frame. To
+    // well after: playback ends where the last item beginning before the
+    // window's end begins, so a window ending in a gap would leave out the
+    // block before the gap.
+    window.setRecordBeginTime(static_cast<unsigned long>(time - 10));
     window.setRecordEndTime(static_cast<unsigned long>(time + 60));
     RecordRetriever retriever;
     std::string const where = "channel " + std::to_string(camera) + " at " + clockText(time) + ": ";
