@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cstdarg>
-#include <cstring>
-#include <ctime>
 #include <fstream>
+
+#include "foundation/BasicTool.h"
+#include "host/TimeConverter.h"
 
 namespace {
 
@@ -17,25 +18,15 @@ constexpr long long kCutLoss = 75;
 // is a disk's day cleared while older files stay elsewhere.
 constexpr long long kTodaySlack = 600;
 
-std::string dateOf(long long seconds) {
-    time_t t = static_cast<time_t>(seconds);
-    struct tm parts {};
-    gmtime_r(&t, &parts);
-    char text[16];
-    std::strftime(text, sizeof text, "%Y-%m-%d", &parts);
-    return text;
-}
-
-std::string clockText(long long seconds) {
-    time_t t = static_cast<time_t>(seconds);
-    struct tm parts {};
-    gmtime_r(&t, &parts);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
-    return text;
-}
+std::string dateOf(long long seconds) { return BasicTool::getDateString(seconds); }
 
 }  // namespace
+
+std::string SoakLedger::clockText(long long seconds) {
+    std::string text;
+    TimeConverter::longToStr(static_cast<unsigned long>(seconds), text);
+    return text;
+}
 
 bool SoakLedger::open(std::string const& path) {
     std::ifstream in(path);

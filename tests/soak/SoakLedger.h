@@ -58,6 +58,9 @@ public:
     void notePicture(int channel, long long ms, int picture);
     void noteViolation(std::string const& text);
 
+    // "YYYY-MM-DD HH:MM:SS" in local time (the soak runs in UTC).
+    static std::string clockText(long long seconds);
+
     long long getClock() const { return m_nClock; }
     int getGeneration() const { return m_nGeneration; }
     std::map<std::string, int> const& getFaults() const { return m_faults; }

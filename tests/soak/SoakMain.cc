@@ -5,8 +5,8 @@
 //
 //   recstore_soak [--seconds S] [--seed N|random] [--channels N] [--work DIR]
 //
-// Exit status 0 when every invariant held for the whole run; 1 with the
-// violation and the seed to replay it; 2 for a malformed command line.
+// Exit status 0 when every check held for the whole run; 1 with the first
+// broken check and the seed that replays the run; 2 for a bad command line.
 #include <signal.h>
 #include <sys/types.h>
 #include <sys/wait.h>

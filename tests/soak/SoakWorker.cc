@@ -51,13 +51,17 @@ constexpr int kPictures = 5;
 constexpr long long kSnapshotFileBytes = 1 << 20;
 constexpr int kUnsureBursts = 4;  // a disk's faults may keep it out of reclamation this long
 
-std::string clockText(long long seconds) {
-    time_t t = static_cast<time_t>(seconds);
-    struct tm parts {};
-    gmtime_r(&t, &parts);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
-    return text;
+std::string clockText(long long seconds) { return SoakLedger::clockText(seconds); }
+
+// A query of one camera of the soak's recorder over [begin, end].
+RecordQueryCondition conditionOf(int camera, long long begin, long long end) {
+    RecordQueryCondition condition;
+    condition.setDeviceId(kDevice);
+    condition.setDeviceIP(kDeviceIP);
+    condition.setCameraId(camera);
+    condition.setRecordBeginTime(static_cast<unsigned long>(begin));
+    condition.setRecordEndTime(static_cast<unsigned long>(end));
+    return condition;
 }
 
 long long wallNow() { return static_cast<long long>(std::time(nullptr)); }
@@ -138,9 +142,7 @@ struct Channel {
     // Consumer control.
     std::atomic<bool> bWantOpen{false};
     std::atomic<bool> bOpen{false};
-    std::atomic<long long> nWrites{0};
-    std::atomic<long long> nFailures{0};
-    std::atomic<int> nLastFailure{0};
+    std::atomic<long long> nFailures{0};  // blocks the session refused, as faults make it
 
     // Snapshots.
     std::unique_ptr<TSFrameQueue> pictureQueue;
@@ -172,7 +174,7 @@ private:
     void lockOrUnlock();
     void snapshot(Channel& channel, int picture);
 
-    // Invariants; each failure goes to m_violations.
+    // Checks; each failure goes to m_violations.
     void check(char const* why);
     void checkRecordFiles();
     void checkPlayback(int camera);
@@ -192,7 +194,9 @@ private:
     int m_nBurst = 0;
     std::vector<int> m_lastFault;  // per disk, the burst of its last fault
     std::vector<size_t> m_recordFiles;  // per disk, at the first check
-    std::vector<std::string> m_violations;
+    std::mutex m_failMutex;  // the reader thread fails too
+    std::vector<std::string> m_violations;  // guarded by m_failMutex
+    std::atomic<int> m_nViolations{0};
     long long m_nRssAfterWarmUp = 0;
     long long m_nRssPeak = 0;
     char const* m_pszStage = "start";  // what the current check follows
@@ -218,7 +222,9 @@ void SoakWorker::fail(std::string const& text) {
     std::fprintf(stderr, "soak: VIOLATION at %s (check after %s): %s\n", clockText(m_nClock).c_str(), m_pszStage,
                  text.c_str());
     m_ledger.noteViolation(text);
+    std::lock_guard<std::mutex> guard(m_failMutex);
     m_violations.push_back(text);
+    ++m_nViolations;
 }
 
 void SoakWorker::setClock(long long sim) {
@@ -314,13 +320,10 @@ void SoakWorker::consume(Channel& channel) {
                 long long const time = block->getTimeStamp() / 1000000;
                 int const bytes = static_cast<int>(block->getDataLength());
                 int const code = channel.bOpen ? storage.write(0, block) : -1;
-                if (code == 0) {
-                    ++channel.nWrites;
+                if (code == 0)
                     m_ledger.noteBlock(channel.nCamera, time, bytes);
-                } else {
+                else
                     ++channel.nFailures;
-                    channel.nLastFailure = code;
-                }
                 block = nullptr;
             }
             channel.queue->popAVData();
@@ -404,12 +407,7 @@ void SoakWorker::readAtRandom() {
         }
         int const camera = randomIn(random, 1, m_options.nChannels);
         long long const now = HostClock::read(CLOCK_REALTIME) / 1000000;
-        RecordQueryCondition condition;
-        condition.setDeviceId(kDevice);
-        condition.setDeviceIP(kDeviceIP);
-        condition.setCameraId(camera);
-        condition.setRecordBeginTime(static_cast<unsigned long>(now - 7200));
-        condition.setRecordEndTime(static_cast<unsigned long>(now));
+        RecordQueryCondition const condition = conditionOf(camera, now - 7200, now);
         std::vector<RecordQueryResult> results;
         RecordRetriever retriever;
         if (retriever.query(condition, results) == 0 && !results.empty() &&
@@ -482,12 +480,7 @@ void SoakWorker::lockOrUnlock() {
     int const code = retriever.lockRecordFile(info);
     // What a lock answered 0 for shows as locked; a range reclaimed since
     // it was recorded has nothing to lock.
-    RecordQueryCondition condition;
-    condition.setDeviceId(kDevice);
-    condition.setDeviceIP(kDeviceIP);
-    condition.setCameraId(camera);
-    condition.setRecordBeginTime(static_cast<unsigned long>(begin));
-    condition.setRecordEndTime(static_cast<unsigned long>(end));
+    RecordQueryCondition const condition = conditionOf(camera, begin, end);
     std::vector<RecordQueryResult> results;
     bool found = false;
     bool locked = false;
@@ -605,12 +598,8 @@ void SoakWorker::check(char const* why) {
     std::map<int, SoakLedger::Answer> answers;
     RecordRetriever retriever;
     for (std::unique_ptr<Channel> const& channel : m_channels) {
-        RecordQueryCondition condition;
-        condition.setDeviceId(kDevice);
-        condition.setDeviceIP(kDeviceIP);
-        condition.setCameraId(channel->nCamera);
-        condition.setRecordBeginTime(static_cast<unsigned long>(m_ledger.getFirstClock() - 86400));
-        condition.setRecordEndTime(static_cast<unsigned long>(m_nClock + 86400));
+        RecordQueryCondition const condition =
+            conditionOf(channel->nCamera, m_ledger.getFirstClock() - 86400, m_nClock + 86400);
         std::vector<RecordQueryResult> results;
         int const code = retriever.query(condition, results);
         if (code != 0) {
@@ -874,9 +863,9 @@ int SoakWorker::run() {
     if (generation > 1) check("power cut");
     m_reader = std::thread([this] { readAtRandom(); });
 
-    while (m_violations.empty() && wallNow() < m_options.nUntil) burst();
+    while (m_nViolations == 0 && wallNow() < m_options.nUntil) burst();
 
-    if (m_violations.empty()) check("end");
+    if (m_nViolations == 0) check("end");
     stopChannels();
     m_reader.join();
     RecordDiskManager::stop();
@@ -890,9 +879,12 @@ int SoakWorker::run() {
     if (m_nRssAfterWarmUp > 0 && m_nRssPeak > m_nRssAfterWarmUp + std::max(32LL << 20, m_nRssAfterWarmUp / 4))
         fail("memory grew from " + std::to_string(m_nRssAfterWarmUp >> 20) + " MiB after warm-up to " +
              std::to_string(m_nRssPeak >> 20) + " MiB");
-    std::fprintf(stderr, "soak worker %d: %d bursts, %lld playback reads, clock %s, RSS %lld MiB\n", generation, m_nBurst,
-                static_cast<long long>(m_nReads), clockText(m_nClock).c_str(), residentBytes() >> 20);
-    return m_violations.empty() ? 0 : 1;
+    long long refused = 0;
+    for (std::unique_ptr<Channel> const& channel : m_channels) refused += channel->nFailures;
+    std::fprintf(stderr, "soak worker %d: %d bursts, %lld blocks refused, %lld playback reads, clock %s, RSS %lld MiB\n",
+                 generation, m_nBurst, refused, static_cast<long long>(m_nReads), clockText(m_nClock).c_str(),
+                 residentBytes() >> 20);
+    return m_nViolations == 0 ? 0 : 1;
 }
 
 }  // namespace
