@@ -4,13 +4,13 @@
 
 namespace NS_LocalPath {
 
-struct Parts {
+struct PathPieces {
     bool m_bAbsolute = false;
     std::vector<std::string> m_items;
 };
 
-Parts split(std::string const& path) {
-    Parts parts;
+PathPieces split(std::string const& path) {
+    PathPieces parts;
     parts.m_bAbsolute = !path.empty() && path[0] == '/';
     std::string item;
     for (char c : path) {
@@ -25,7 +25,7 @@ Parts split(std::string const& path) {
     return parts;
 }
 
-std::string join(Parts const& parts, size_t from, size_t to, bool absolute) {
+std::string join(PathPieces const& parts, size_t from, size_t to, bool absolute) {
     std::string out = absolute ? "/" : "";
     for (size_t i = from; i < to; ++i) {
         if (i > from) out += '/';
@@ -69,7 +69,7 @@ bool isDeviceName(std::string const& name) {
     return letterStart(name) != std::string::npos || isMmc(name);
 }
 
-std::string findDevice(Parts const& parts, size_t& index) {
+std::string findDevice(PathPieces const& parts, size_t& index) {
     for (index = 0; index < parts.m_items.size(); ++index)
         if (isDeviceName(parts.m_items[index])) return parts.m_items[index];
     return std::string();
@@ -80,7 +80,7 @@ std::string findDevice(Parts const& parts, size_t& index) {
 bool LocalPath::create(std::string const& path) {
     using namespace NS_LocalPath;
     if (path.empty()) return false;
-    Parts parts = split(path);
+    PathPieces parts = split(path);
     size_t index = 0;
     std::string device = findDevice(parts, index);
     m_strDeviceName = device;
@@ -102,7 +102,7 @@ std::string LocalPath::toString() const {
 
 void LocalPath::setDiskPath(std::string const& diskPath) {
     using namespace NS_LocalPath;
-    Parts parts = split(diskPath);
+    PathPieces parts = split(diskPath);
     m_strDiskPath = join(parts, 0, parts.m_items.size(), parts.m_bAbsolute);
     size_t index = 0;
     m_strDeviceName = findDevice(parts, index);
