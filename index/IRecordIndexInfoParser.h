@@ -102,6 +102,10 @@ public:
     // 1 when the CRC items do not account for the nLength bytes of the area.
     // V1 and V2 have no CRC items and are never found damaged: 0.
     virtual int isIndexInfoNeedRepaire(int nLength);
+    // Runs sealed with a replaced CRC (RecordIndexCodec::isReplacedCrc) pass
+    // the damage check: for checkers that tell them from damage. The engine
+    // itself never sets it.
+    void setAcceptReplacedCrc(bool bAccept) { m_bAcceptReplacedCrc = bAccept; }
 
     // Moves item to the next item of the area; false at the end of the data
     // or at the first item that does not parse or fit.
@@ -133,6 +137,7 @@ protected:
     char* m_pszIndexInfo = nullptr;  // not owned
     int m_nIndexInfoLen = 0;
     long long m_nBeginTime = 0;
+    bool m_bAcceptReplacedCrc = false;
 };
 
 #endif

@@ -75,6 +75,7 @@ IRecordIndexInfoParser* RecordIndexFileItemParserEx::initRecordIndexInfoParser()
     if (m_nIndexVersion == RecordIndexCodec::kIndexVersion2) parser = &m_parserV2;
     parser->setIndexInfo(m_pszIndexFileInfo + m_nIndexHeaderLen,
                          m_nIndexFileInfoLen - m_nIndexHeaderLen, m_head.nBeginTime);
+    parser->setAcceptReplacedCrc(m_bAcceptReplacedCrc);
     return parser;
 }
 
@@ -192,7 +193,8 @@ bool RecordIndexFileItemParserEx::isIndexHeaderNeedRepaire() {
     }
     std::uint32_t calculated =
         RecordCrc32::getInstance()->getCrc32(m_pszIndexFileInfo, m_nIndexHeaderLen);
-    if (calculated != m_crcParser.getCrcCode()) {
+    if (calculated != m_crcParser.getCrcCode() &&
+        !(m_bAcceptReplacedCrc && RecordIndexCodec::isReplacedCrc(m_crcParser.getCrcCode(), calculated))) {
         std::snprintf(text, sizeof(text),
                       "RecordIndexFileItemParserEx::isIndexHeaderNeedRepaire, "
                       "CrcCode(%u) != CalcCrcCode(%u)",

@@ -79,6 +79,8 @@ public:
     bool isIndexInfoNeedRepaire();
     // The head CRC item of a V3 entry does not match the raw head.
     bool isIndexHeaderNeedRepaire();
+    // See IRecordIndexInfoParser::setAcceptReplacedCrc; covers the head too.
+    void setAcceptReplacedCrc(bool bAccept) { m_bAcceptReplacedCrc = bAccept; }
     // Paints the whole entry, head included, with 0xFF.
     void deleteFile();
 
@@ -96,6 +98,7 @@ private:
     int m_nIndexFileInfoLen = 0;
     int m_nIndexVersion = 0;
     int m_nHeadCrcLen = 0;
+    bool m_bAcceptReplacedCrc = false;
     // The parsed head. Its index version is not used: the one read from the
     // raw bytes (m_nIndexVersion) is the one the position scan went by.
     RecordIndexCodec::HeadInfo m_head;

@@ -391,8 +391,9 @@ int RecordIndexFileParserEx::getRecordFileLenAndTimeLen(int& nDataLength, int& n
 
 int RecordIndexFileParserEx::getFileNumber() { return m_parser.getFileNumber(); }
 
-int RecordIndexFileParserEx::getIndexDemagedFileList(RecordIndexParserImplEx::FileList& list) {
-    return m_parser.getIndexDemagedFileList(list);
+int RecordIndexFileParserEx::getIndexDemagedFileList(RecordIndexParserImplEx::FileList& list,
+                                                     bool bAcceptReplacedCrc) {
+    return m_parser.getIndexDemagedFileList(list, bAcceptReplacedCrc);
 }
 
 int RecordIndexFileParserEx::getLockFileInfo(int& nCount) {

@@ -94,7 +94,7 @@ public:
     int getRecordFileLenAndTimeLen(int& nDataLength, int& nTimeLength, int& nInterval, int& nEnd,
                                    bool& bClosed);
     int getFileNumber();
-    int getIndexDemagedFileList(RecordIndexParserImplEx::FileList& list);
+    int getIndexDemagedFileList(RecordIndexParserImplEx::FileList& list, bool bAcceptReplacedCrc = false);
     int getLockFileInfo(int& nCount);
     int getLockFileList(std::vector<std::string>& list);
 

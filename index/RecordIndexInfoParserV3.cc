@@ -132,7 +132,8 @@ bool RecordIndexInfoParserV3::isGroupIntact(int nBegin, int nLength, int nCrcOff
         return false;
     }
     std::uint32_t calculated = RecordCrc32::getInstance()->getCrc32(m_pszIndexInfo + nBegin, nLength);
-    if (calculated != m_crcParser.getCrcCode()) {
+    if (calculated != m_crcParser.getCrcCode() &&
+        !(m_bAcceptReplacedCrc && RecordIndexCodec::isReplacedCrc(m_crcParser.getCrcCode(), calculated))) {
         if (!bLog) return false;
         std::snprintf(text, sizeof(text),
                       "RecordIndexInfoParserV3::isIndexInfoNeedRepaire, "

@@ -139,11 +139,13 @@ int RecordIndexParserImplEx::getRepairedRecordFileInfoList(FileList& list) {
     return 1;
 }
 
-int RecordIndexParserImplEx::getIndexDemagedFileList(FileList& list) {
+int RecordIndexParserImplEx::getIndexDemagedFileList(FileList& list, bool bAcceptReplacedCrc) {
     m_posParser.initFileIndexPosInfo();
+    m_itemParser.setAcceptReplacedCrc(bAcceptReplacedCrc);
     while (nextEntry()) {
         if (m_itemParser.isIndexInfoNeedRepaire()) list.push_back(createRecordFileInfo());
     }
+    m_itemParser.setAcceptReplacedCrc(false);
     return 1;
 }
 

@@ -63,9 +63,10 @@ public:
     int getLockFileList(std::vector<std::string>& list);
     // Entries that begin at or after nBegin and end at or before nEnd.
     int getRecordFileInfoList(long long nBegin, long long nEnd, FileList& list);
-    // Entries that pass, or fail, the CRC check.
+    // Entries that pass, or fail, the CRC check (runs sealed with a
+    // replaced CRC pass on request: see IRecordIndexInfoParser).
     int getRepairedRecordFileInfoList(FileList& list);
-    int getIndexDemagedFileList(FileList& list);
+    int getIndexDemagedFileList(FileList& list, bool bAcceptReplacedCrc = false);
     // Feeds the list in file order until it holds nCount files older than
     // the next entry; locked entries only with bIncludeLocked.
     int getEarliestRecordFileInfo(EarliestFileInfoList& list, int nCount, bool bIncludeLocked);

@@ -315,6 +315,12 @@ TEST_F(RecordIndexInfoParserTest, GroupWhoseCrcWasChangedChecksAsDamaged) {
     EXPECT_EQ(1, parser.lockFile(0, 10));
     EXPECT_EQ(area, unlocked);  // EE, as the writer stores it
     EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(unlocked)));
+
+    // A checker may tell such a run from damage; any other change still is.
+    parser.setAcceptReplacedCrc(true);
+    EXPECT_EQ(0, parser.isIndexInfoNeedRepaire(size(unlocked)));
+    unlocked.back() = 0xED;
+    EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(unlocked)));
 }
 
 }  // namespace

@@ -240,15 +240,20 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
         // A file written into since the last check may have been the one
         // being recorded when something was reclaimed; and a channel
         // recording on one disk keeps its last file on each other disk as if
-        // it were (the recording mark is the channel's, not the disk's).
+        // it were (the recording mark is the channel's, not the disk's). That
+        // last file is the newest one begun before the last check: a file
+        // begun since may not have been there when the reclaiming ran.
         std::map<int, size_t> lastOnDisk;
         for (size_t f = 0; f < answer.files.size(); ++f) {
+            if (answer.files[f].nBegin >= m_nLastCheckClock) continue;
             auto at = lastOnDisk.find(answer.files[f].nDisk);
             if (at == lastOnDisk.end() || answer.files[at->second].nEnd < answer.files[f].nEnd)
                 lastOnDisk[answer.files[f].nDisk] = f;
         }
         for (size_t f = 0; f < answer.files.size(); ++f) {
-            if (!keptFile[f] || answer.files[f].nEnd >= m_nLastCheckClock || lastOnDisk[answer.files[f].nDisk] == f)
+            auto last = lastOnDisk.find(answer.files[f].nDisk);
+            if (!keptFile[f] || answer.files[f].nEnd >= m_nLastCheckClock ||
+                (last != lastOnDisk.end() && last->second == f))
                 continue;
             File const& file = answer.files[f];
             if (locked(channel, file.nBegin, file.nEnd + 1, false)) continue;
