@@ -94,10 +94,12 @@ bool RecordRetrieverCache::isInTimeRange(long long nOffset, std::map<int, int> c
 
 int RecordRetrieverCache::checkFileTimeRange(long long nTime, RecordFileInfo& file, std::map<int, int> const& spans,
                                              bool bForward) {
-    int begin = 0;
-    int end = 0;
+    // A span of no length (a block of under a second) is a span all the
+    // same: its bounds rank this file among the candidates.
+    int begin = -1;
+    int end = -1;
     bool inside = isInTimeRange(nTime - file.getRecordBeginTime(), spans, bForward, begin, end);
-    if (inside || begin != end) {
+    if (begin >= 0) {
         file.setActualBeginTimeOffset(begin);
         file.setActualEndTimeOffset(end);
     }

@@ -361,6 +361,31 @@ TEST_F(PlaybackTest, AJoinedFileRunningPastMidnightServesTheNextDateThatHasNoFol
     }
 }
 
+// A block of under a second leaves a span of no length. The file to play
+// next is the one whose data comes first, not the one that began first: a
+// channel back on a disk joins its file there over what it recorded elsewhere.
+TEST_F(PlaybackTest, ASpanOfNoLengthRanksItsFileByItsTime) {
+    long long const t = kMidnight + 3600;
+    PlainRecordDir first(m_dirs[0]);
+    PlainRecordDir second(m_dirs[1]);
+    ASSERT_EQ(1, first.init());
+    ASSERT_EQ(1, second.init());
+    recordTestFile(first, 2, t);
+    recordTestSpan(second, 2, t + 60, 10);
+    recordTestFile(first, 2, t + 100, false, true);
+    recordTestSpan(first, 2, t + 200, 10, false, true);
+    std::vector<IndexedFile> const files = indexedFiles();
+    ASSERT_EQ(2u, files.size());
+    ASSERT_EQ(12u, files[0].items.size());  // joined: spans (0, 0), (100, 100) and (200, 210)
+    RecordRetriever reader;
+    ASSERT_EQ(0, open(reader, t + 59, t + 70));
+    int code = 1;
+    std::string const stream = readAll(reader, code);
+    EXPECT_EQ(0, code);
+    EXPECT_FALSE(stream.empty());
+    EXPECT_TRUE(windowBytes(files, t + 59, t + 70) == stream);
+}
+
 // A window open to now on a channel that records: -9 at the live end while
 // the mark stands, the new part once it is indexed, 0 when it is closed.
 TEST_F(PlaybackTest, ReadingTheLiveEndWaitsWithMinusNineAndGoesOnWithWhatIsAdded) {

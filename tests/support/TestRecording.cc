@@ -49,8 +49,8 @@ SafePointer<RecordFileInfo> record(IRecordDir& dir, int camera, long long begin,
 
 }  // namespace
 
-SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock) {
-    return record(dir, camera, begin, 1, 0, lock);
+SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock, bool joinLast) {
+    return record(dir, camera, begin, 1, 0, lock, joinLast);
 }
 
 SafePointer<RecordFileInfo> recordTestSpan(IRecordDir& dir, int camera, long long begin, int seconds, bool lock,

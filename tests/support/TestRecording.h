@@ -18,7 +18,8 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked 
 // One block of a camera at `begin` recorded as a session would: a new file
 // from the directory, written and closed by the real writer, entered in the
 // day's index (locked if asked).
-SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock = false);
+SafePointer<RecordFileInfo> recordTestFile(IRecordDir& dir, int camera, long long begin, bool lock = false,
+                                           bool joinLast = false);
 // The same with `seconds` one-second I-frame blocks from `begin` on: an
 // entry that spans [begin, begin + seconds). With `joinLast` the session
 // asks to go on in the device's last file of the date, as after `open`.
