@@ -128,8 +128,12 @@ int SnapshotDirOperatorEx::getEarliestFileList(EarliestFileInfoList& list,
                                                bool, int nCount, std::string const& date) {
     std::vector<std::pair<std::string, std::string>> days;
     if (!getCycleWriteDays(policies, days)) return -1;
+    std::string asked;
     for (auto const& day : days) {
-        if (list.getFileCount() >= list.getMaxCount()) break;
+        // Full is checked between dates: every device of a date is asked, as
+        // the list keeps the earliest and a later device's may be earlier.
+        if (day.first != asked && list.getFileCount() >= list.getMaxCount()) break;
+        asked = day.first;
         if (!date.empty() && day.first != date) continue;
         SnapshotIndexFileParserEx parser;
         if (parser.open(m_dirInfo, day.first, day.second) != 1) continue;

@@ -54,19 +54,20 @@ protected:
         dir.reset(new SnapshotRecordDirEx(info, 1, "NVR", 1, kPoolFile));
         ASSERT_EQ(1, dir->init());
     }
-    // A data file for camera 1 from `begin`, with one picture of `length`.
-    SafePointer<RecordFileInfo> fileOf(long long begin, int burst = 1) {
+    // A data file for a camera from `begin`, with one picture of `length`.
+    SafePointer<RecordFileInfo> fileOf(long long begin, int burst = 1, int camera = 1) {
         SafePointer<RecordFileInfo> file(new RecordFileInfo());
         file->setDeviceId("NVR");
         file->setDeviceIP("10.0.0.7");
-        file->setCameraId(1);
+        file->setCameraId(camera);
         file->setBurstMode(burst);
         file->setRecordBeginTime(begin);
         file->setRecordDate(BasicTool::getDateString(begin));
         return file;
     }
-    SafePointer<RecordFileInfo> take(long long begin, int burst = 1, bool newFile = true, int length = 100) {
-        SafePointer<RecordFileInfo> file = fileOf(begin, burst);
+    SafePointer<RecordFileInfo> take(long long begin, int burst = 1, bool newFile = true, int length = 100,
+                                     int camera = 1) {
+        SafePointer<RecordFileInfo> file = fileOf(begin, burst, camera);
         dir->setDeviceRequetType(file->getRecordDeviceInfo(), newFile ? FileRequestFileFull : FileRequestContinue);
         EXPECT_TRUE(dir->hasFreeSpace());
         EXPECT_EQ(0, dir->createFile(file));
@@ -76,14 +77,18 @@ protected:
         return file;
     }
     std::string pathOf(SafePointer<RecordFileInfo> const& file) {
-        return kDevice + file->getRecordDate() + "/" + file->getRecordFileName();
+        return "snapshot/" + file->getDeviceDirName() + "/" + file->getRecordDate() + "/" + file->getRecordFileName();
     }
-    std::vector<RecordDeviceDirPolicy> policy(bool cycle, int days) {
-        RecordDeviceInfo device;
-        device.setDeviceId("NVR");
-        device.setDeviceIP("10.0.0.7");
-        device.setCameraId(1);
-        return {RecordDeviceDirPolicy(device, cycle, 1, days, false)};
+    std::vector<RecordDeviceDirPolicy> policy(bool cycle, int days, int cameras = 1) {
+        std::vector<RecordDeviceDirPolicy> policies;
+        for (int camera = 1; camera <= cameras; ++camera) {
+            RecordDeviceInfo device;
+            device.setDeviceId("NVR");
+            device.setDeviceIP("10.0.0.7");
+            device.setCameraId(camera);
+            policies.emplace_back(device, cycle, 1, days, false);
+        }
+        return policies;
     }
 };
 
@@ -161,6 +166,18 @@ TEST_F(SnapshotDirTest, SpaceComesFromPoolFilesThenTheOldestOfCycleWritersNeverT
     ASSERT_EQ(1, parser.open(newest->getRecordDirInfoEx(), "2024-03-05", "NVR_10.0.0.7_1"));
     EXPECT_EQ(1, parser.getFileNum());
     EXPECT_TRUE(root.exists(pathOf(newest)));
+}
+
+// Every channel of a date is asked before the list counts as full: the
+// oldest file of the date goes first, whichever channel's it is.
+TEST_F(SnapshotDirTest, TheOldestFileOfADateGoesFirstWhicheverChannelHoldsIt) {
+    SafePointer<RecordFileInfo> later = take(kNow - 3600);
+    SafePointer<RecordFileInfo> older = take(kNow - 7200, 1, true, 100, 2);
+    take(kNow, 1, true, 100, 1);  // each channel's newest is its session's own
+    take(kNow, 1, true, 100, 2);
+    EXPECT_EQ(1, dir->deleteEarliestDateFile(policy(true, 0, 2), "2024-03-05", 1));
+    EXPECT_FALSE(root.exists(pathOf(older)));
+    EXPECT_TRUE(root.exists(pathOf(later)));
 }
 
 TEST_F(SnapshotDirTest, AChannelsFileIsReclaimedOnceItsSessionWritesOnAnotherDisk) {

@@ -496,9 +496,12 @@ void SoakWorker::lockOrUnlock() {
     if (locked) {
         m_ledger.noteLock(camera, begin, end);
         m_ledger.noteFault("lock");
-    } else {
+    } else if (code != 0) {
         m_ledger.noteLockRefused(camera, begin, end);
     }
+    // A lock that answered 0 with nothing to show may have locked a block of
+    // under a second, which no query shows: it stays asked, so that its file
+    // is not counted against the order of reclaiming.
 }
 
 // One burst of recording on every channel, with at most one fault, then a
