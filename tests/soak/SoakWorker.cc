@@ -178,7 +178,7 @@ private:
     void check(char const* why);
     void checkRecordFiles();
     void checkPlayback(int camera);
-    void checkSnapshots();
+    void checkSnapshots(std::vector<bool> const& unsure);
     void fail(std::string const& text);
 
     SoakOptions m_options;
@@ -194,6 +194,17 @@ private:
     int m_nBurst = 0;
     std::vector<int> m_lastFault;  // per disk, the burst of its last fault
     std::vector<size_t> m_recordFiles;  // per disk, at the first check
+    // Snapshot data files by path, as the last check saw them, and the
+    // camera's files seen gone since (camera, begin).
+    struct PictureFile {
+        int nCamera;
+        long long nBegin;
+        int nDisk;
+    };
+    std::map<std::string, PictureFile> m_pictureFiles;
+    std::set<std::pair<int, long long>> m_gonePictureFiles;
+    long long m_nFirstSnapshotCheck = 0;
+    long long m_nLastSnapshotCheck = 0;
     std::mutex m_failMutex;  // the reader thread fails too
     std::vector<std::string> m_violations;  // guarded by m_failMutex
     std::atomic<int> m_nViolations{0};
@@ -645,7 +656,7 @@ void SoakWorker::check(char const* why) {
     for (std::string const& violation : m_ledger.check(answers, unsure)) fail(violation);
     checkRecordFiles();
     for (int i = 0; i < 3; ++i) checkPlayback(randomIn(m_random, 1, m_options.nChannels));
-    checkSnapshots();
+    checkSnapshots(unsure);
     long long const rss = residentBytes();
     m_nRssPeak = std::max(m_nRssPeak, rss);
     if (m_nRssAfterWarmUp == 0 && m_nBurst >= 24) m_nRssAfterWarmUp = rss;
@@ -754,9 +765,56 @@ void SoakWorker::checkPlayback(int camera) {
              std::to_string(reader.getPes().size()) + " PES)");
 }
 
-// Every picture found reads back as it was stored, and every picture stored
-// since the oldest one found is found.
-void SoakWorker::checkSnapshots() {
+// Every picture found reads back as it was stored. Each disk gives up its
+// oldest picture files first, whatever the other disks hold; and a picture
+// whose data file is still there is found.
+void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
+    std::map<std::string, PictureFile> present;
+    for (size_t d = 0; d < m_roots.size(); ++d) {
+        std::string const root = m_roots[d] + "/snapshot";
+        for (std::string const& device : listDir(root, true)) {
+            int const camera = std::atoi(device.c_str() + device.rfind('_') + 1);
+            for (std::string const& date : listDir(root + "/" + device, true))
+                for (std::string const& name : listDir(root + "/" + device + "/" + date, false)) {
+                    size_t const dot = name.rfind(".mjpeg");
+                    if (dot == std::string::npos || dot < 14) continue;
+                    std::tm when{};
+                    if (strptime(name.substr(dot - 14, 14).c_str(), "%Y%m%d%H%M%S", &when) == nullptr) continue;
+                    present[root + "/" + device + "/" + date + "/" + name] =
+                        PictureFile{camera, static_cast<long long>(timegm(&when)), static_cast<int>(d)};
+                }
+        }
+    }
+    // A file that was a camera's newest on its disk may have been in use
+    // when the reclaiming ran: the newest begun before the last check, and
+    // any begun since.
+    std::map<std::pair<int, int>, long long> newest;  // (camera, disk) -> begin
+    for (auto const& file : present) {
+        PictureFile const& f = file.second;
+        if (f.nBegin >= m_nLastSnapshotCheck) continue;
+        long long& latest = newest[{f.nCamera, f.nDisk}];
+        latest = std::max(latest, f.nBegin);
+    }
+    for (auto const& seen : m_pictureFiles) {
+        if (present.count(seen.first) != 0) continue;
+        PictureFile const& gone = seen.second;
+        m_gonePictureFiles.insert({gone.nCamera, gone.nBegin});
+        if (unsure[static_cast<size_t>(gone.nDisk)] || m_ledger.isAmbiguous(gone.nBegin)) continue;
+        for (auto const& kept : present) {
+            PictureFile const& k = kept.second;
+            if (k.nDisk != gone.nDisk || k.nBegin >= gone.nBegin || m_pictureFiles.count(kept.first) == 0 ||
+                k.nBegin >= newest[{k.nCamera, k.nDisk}] || m_ledger.isAmbiguous(k.nBegin))
+                continue;
+            fail("disk " + std::to_string(gone.nDisk + 1) + ": camera " + std::to_string(gone.nCamera) +
+                 "'s picture file of " + clockText(gone.nBegin) + " was reclaimed while camera " +
+                 std::to_string(k.nCamera) + " keeps its file of " + clockText(k.nBegin));
+            break;
+        }
+    }
+    m_pictureFiles = present;
+    if (m_nFirstSnapshotCheck == 0) m_nFirstSnapshotCheck = m_nClock;
+    m_nLastSnapshotCheck = m_nClock;
+
     SnapshotRetriever retriever;
     for (std::unique_ptr<Channel> const& channel : m_channels) {
         if (!channel->pictureQueue) continue;
@@ -790,7 +848,6 @@ void SoakWorker::checkSnapshots() {
             else if (shot != stored.end() && bytes != m_pictures[static_cast<size_t>(shot->second)])
                 fail(where + "snapshot " + file.getFileName() + " does not read back as stored");
         }
-        if (times.empty()) continue;
         // The writer keeps a channel's newest index item until its next
         // picture: the newest one, and the newest before each power cut, may
         // not be found.
@@ -799,10 +856,23 @@ void SoakWorker::checkSnapshots() {
             auto const last = stored.upper_bound(cut * 1000);
             if (last != stored.begin()) pending.insert(std::prev(last)->first);
         }
-        for (auto const& shot : stored)
-            if (shot.first > *times.begin() && times.count(shot.first) == 0 && pending.count(shot.first) == 0 &&
-                !m_ledger.isAmbiguous(shot.first / 1000))
-                fail(where + "the snapshot stored at " + clockText(shot.first / 1000) + " is not found");
+        // The camera's data files, there or gone: a picture lies in the
+        // latest one begun at or before it. Files gone before this worker
+        // first looked are unknown, so only later pictures are judged.
+        std::map<long long, std::string> files;  // begin -> path, empty when gone
+        for (auto const& gone : m_gonePictureFiles)
+            if (gone.first == channel->nCamera) files[gone.second];
+        for (auto const& file : present)
+            if (file.second.nCamera == channel->nCamera) files[file.second.nBegin] = file.first;
+        for (auto const& shot : stored) {
+            if (shot.first / 1000 < m_nFirstSnapshotCheck || times.count(shot.first) != 0 ||
+                pending.count(shot.first) != 0 || m_ledger.isAmbiguous(shot.first / 1000))
+                continue;
+            auto holder = files.upper_bound(shot.first / 1000);
+            if (holder == files.begin() || std::prev(holder)->second.empty()) continue;
+            fail(where + "the snapshot stored at " + clockText(shot.first / 1000) + " is not found, though " +
+                 std::prev(holder)->second + " is there");
+        }
     }
 }
 

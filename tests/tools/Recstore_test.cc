@@ -123,10 +123,14 @@ TEST_F(RecstoreTest, VerifyFindsEachFaultAndNothingElse) {
     std::string const list = m_dir.readFile("files.txt");
     for (size_t at = 0, end; (end = list.find('\n', at)) != std::string::npos; at = end + 1)
         files.push_back(list.substr(at, end - at));
-    ASSERT_GE(files.size(), 3u) << list;
+    ASSERT_GE(files.size(), 4u) << list;
     std::string const second = files[1];
     std::string const third = files[2];
     ASSERT_EQ(0, std::remove(m_dir.path(day + second).c_str()));
+    // Moved to the bin by a reclaiming pass that a power cut stopped before
+    // it dropped the entry: counted, no problem.
+    ASSERT_EQ(0, std::rename(m_dir.path(day + files[3]).c_str(),
+                             m_dir.path("rec/disk1/record/recycleBin/" + files[3]).c_str()));
     std::string data = m_dir.readFile(day + third);
     data[0] = 'X';  // the first I-frame item points here
     ASSERT_TRUE(m_dir.writeFile(day + third, data));
@@ -140,6 +144,7 @@ TEST_F(RecstoreTest, VerifyFindsEachFaultAndNothingElse) {
     Result const r = run("verify " + roots());
     EXPECT_EQ(1, r.nStatus);
     EXPECT_NE(std::string::npos, r.strOut.find(", 1 open at a day's end, ")) << r.strOut;
+    EXPECT_NE(std::string::npos, r.strOut.find(", 1 with their file in the bin, ")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find("is damaged")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find(second + ": record file missing")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find(third + ": I-frame item at byte 0 does not start a TS packet"));
