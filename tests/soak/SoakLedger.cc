@@ -77,8 +77,12 @@ void SoakLedger::apply(char const* line, bool replaying) {
     case 'L':
     case 'U':
     case 'x': {
+        // A lock held may begin later than asked (what was gone before it).
         m_locks.erase(std::remove_if(m_locks.begin(), m_locks.end(),
-                                     [&](Range const& r) { return r.nChannel == a && r.nBegin == b && r.nEnd == c; }),
+                                     [&](Range const& r) {
+                                         return r.nChannel == a && r.nEnd == c &&
+                                                (r.nBegin == b || (kind == 'L' && !r.bConfirmed && r.nBegin <= b));
+                                     }),
                       m_locks.end());
         if (kind == 'l' || kind == 'L') m_locks.push_back(Range{static_cast<int>(a), b, c, kind == 'L'});
         // Unlocking leaves the item that runs over the range's end locked,

@@ -495,17 +495,22 @@ void SoakWorker::lockOrUnlock() {
     std::vector<RecordQueryResult> results;
     bool found = false;
     bool locked = false;
+    // What was reclaimed before the lock is not locked: the range held
+    // begins where the query first shows it locked.
+    long long lockedFrom = end;
     if (code == 0 && retriever.query(condition, results) == 0)
         for (RecordQueryResult const& result : results)
             for (RecordTimeSegment const& segment : result.getRecordTimeSegmentList()) {
                 found = true;
-                locked = locked || segment.getRecordLockFlag();
+                if (!segment.getRecordLockFlag()) continue;
+                locked = true;
+                lockedFrom = std::min(lockedFrom, std::max(begin, static_cast<long long>(segment.getRecordBeginTime())));
             }
     if (found && !locked)
         fail("channel " + std::to_string(camera) + ": the lock of " + clockText(begin) +
              " answered 0 but a query shows it unlocked");
     if (locked) {
-        m_ledger.noteLock(camera, begin, end);
+        m_ledger.noteLock(camera, lockedFrom, end);
         m_ledger.noteFault("lock");
     } else if (code != 0) {
         m_ledger.noteLockRefused(camera, begin, end);
