@@ -169,6 +169,12 @@ bool SoakLedger::isAmbiguous(long long time) const {
     return false;
 }
 
+bool SoakLedger::wentBack(long long from, long long to) const {
+    for (auto const& back : m_clockBacks)
+        if (back.first >= from && back.second <= to) return true;
+    return false;
+}
+
 // A block gone since the last check was reclaimed; reclamation must have
 // taken the oldest first:
 //  - on each disk, every day before the date of the reclaimed block's

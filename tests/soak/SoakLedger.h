@@ -75,6 +75,8 @@ public:
     bool isLostByPowerCut(long long time) const;
     std::vector<long long> getCuts() const { return m_cuts; }
     bool isAmbiguous(long long time) const;
+    // The clock was set back from `from` or later to `to` or earlier.
+    bool wentBack(long long from, long long to) const;
 
     // A record file found on a disk at a check.
     struct File {

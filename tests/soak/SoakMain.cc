@@ -212,10 +212,11 @@ int main(int argc, char** argv) {
         for (int d = 1; d <= options.nDisks; ++d) verify += " '" + work + "/disk" + std::to_string(d) + "'";
         int const verified = std::system((verify + " > '" + work + "/verify.txt' 2>&1").c_str());
         // Only a power cut may leave an entry whose file a reclaiming pass
-        // had already moved to the bin.
-        bool const leftInBin =
-            !killed && std::system(("grep -q ', 0 with their file in the bin, ' '" + work + "/verify.txt'").c_str()) != 0;
-        if (verified != 0 || leftInBin) {
+        // had already moved to the bin, or a date folder without its index.
+        bool const leftByCut =
+            !killed && std::system(("grep -q ', 0 with their file in the bin, 0 date folder(s) empty, ' '" + work +
+                                    "/verify.txt'").c_str()) != 0;
+        if (verified != 0 || leftByCut) {
             failure = 1;
             why = "recstore verify found damage (" + work + "/verify.txt)";
             std::system(("tail -n 20 '" + work + "/verify.txt' >&2").c_str());

@@ -873,8 +873,11 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
             if (shot.first / 1000 < m_nFirstSnapshotCheck || times.count(shot.first) != 0 ||
                 pending.count(shot.first) != 0 || m_ledger.isAmbiguous(shot.first / 1000))
                 continue;
+            // After the clock went back, a later file may begin earlier.
             auto holder = files.upper_bound(shot.first / 1000);
-            if (holder == files.begin() || std::prev(holder)->second.empty()) continue;
+            if (holder == files.begin() || std::prev(holder)->second.empty() ||
+                m_ledger.wentBack(std::prev(holder)->first, shot.first / 1000))
+                continue;
             fail(where + "the snapshot stored at " + clockText(shot.first / 1000) + " is not found, though " +
                  std::prev(holder)->second + " is there");
         }

@@ -131,6 +131,8 @@ TEST_F(RecstoreTest, VerifyFindsEachFaultAndNothingElse) {
     // it dropped the entry: counted, no problem.
     ASSERT_EQ(0, std::rename(m_dir.path(day + files[3]).c_str(),
                              m_dir.path("rec/disk1/record/recycleBin/" + files[3]).c_str()));
+    // So is a date folder a power cut left before its index was made.
+    m_dir.makeDir("rec/disk2/record/" + std::string(kDevice) + "/2024-01-02");
     std::string data = m_dir.readFile(day + third);
     data[0] = 'X';  // the first I-frame item points here
     ASSERT_TRUE(m_dir.writeFile(day + third, data));
@@ -144,7 +146,7 @@ TEST_F(RecstoreTest, VerifyFindsEachFaultAndNothingElse) {
     Result const r = run("verify " + roots());
     EXPECT_EQ(1, r.nStatus);
     EXPECT_NE(std::string::npos, r.strOut.find(", 1 open at a day's end, ")) << r.strOut;
-    EXPECT_NE(std::string::npos, r.strOut.find(", 1 with their file in the bin, ")) << r.strOut;
+    EXPECT_NE(std::string::npos, r.strOut.find(", 1 with their file in the bin, 1 date folder(s) empty, ")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find("is damaged")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find(second + ": record file missing")) << r.strOut;
     EXPECT_NE(std::string::npos, r.strOut.find(third + ": I-frame item at byte 0 does not start a TS packet"));

@@ -12,6 +12,7 @@
 #include "directory/RecordDirHandler.h"
 #include "disk/DataVersionInfoManager.h"
 #include "foundation/BasicTool.h"
+#include "host/DiskManagerFactory.h"
 #include "host/FileFactory.h"
 #include "host/IFile.h"
 #include "index/RecordFileIndexNodeInfo.h"
@@ -32,6 +33,7 @@ struct Report {
     int nUnsealed = 0;
     int nReplacedCrc = 0;
     int nInBin = 0;
+    int nEmptyDates = 0;
     void problem(std::string const& where, std::string const& what) {
         std::fprintf(out(), "%s: %s\n", where.c_str(), what.c_str());
         ++nProblems;
@@ -84,6 +86,14 @@ void verifyDate(RecordDirInfoEx const& dir, std::string const& deviceDir, std::s
     std::string const where = BasicTool::getRecordDir(dir.getRecordRootDir()) + "/" + deviceDir + "/" + date;
     RecordIndexFileParserEx index;
     if (index.open(dir, date, deviceDir, 0, 0) != 1) {
+        // A power cut between making a date folder and its index leaves the
+        // folder empty: nothing is lost, and reclaiming takes the folder.
+        std::vector<std::string> files;
+        IDiskManager* disk = DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat());
+        if (disk != nullptr && disk->getFileList(where.c_str(), files, "*.ts*", 0) >= 0 && files.empty()) {
+            ++report.nEmptyDates;
+            return;
+        }
         report.problem(where, "index cannot be read");
         return;
     }
@@ -159,9 +169,9 @@ int runVerify(std::vector<std::string> const& argv) {
     for (RecordDirInfoEx const& dir : dirs) verifyRoot(dir, report);
     std::fprintf(out(),
                  "%d index entr%s checked, %d open at a day's end, %d sealed with a replaced CRC, %d with their file "
-                 "in the bin, %d problem(s)\n",
+                 "in the bin, %d date folder(s) empty, %d problem(s)\n",
                  report.nEntries, report.nEntries == 1 ? "y" : "ies", report.nUnsealed, report.nReplacedCrc,
-                 report.nInBin, report.nProblems);
+                 report.nInBin, report.nEmptyDates, report.nProblems);
     return report.nProblems == 0 ? kOk : kFailed;
 }
 
