@@ -180,11 +180,11 @@ public:
     // The CRC as stored: a top byte of 0xFF becomes 0xEE, so that the item
     // never ends in the FF of the filler. Readers don't undo it.
     static std::uint32_t toStoredCrc(std::uint32_t nCrc);
-    // The stored CRC differs from the calculated one only by that change:
-    // the run is whole, though readers take it for damaged.
-    static bool isReplacedCrc(std::uint32_t nStored, std::uint32_t nCalculated) {
-        return nStored != nCalculated && nStored == toStoredCrc(nCalculated);
-    }
+    // A stored CRC that may have been changed so: its top byte is EE. The
+    // run was whole when sealed, though readers take it for damaged, and a
+    // lock of its items since (which renews only intact runs) left the CRC
+    // as it was. A damaged run whose own CRC ends in EE passes too (1 in 256).
+    static bool isReplacedCrc(std::uint32_t nStored) { return (nStored >> 24) == kCrcTopReplacement; }
     // F1 E0, covered length (16 bits), stored CRC. Answers true when the CRC
     // had to be changed by toStoredCrc.
     static bool encodeCrcItem(unsigned char* out, int nCoveredLength, std::uint32_t nCrc);

@@ -194,7 +194,7 @@ bool RecordIndexFileItemParserEx::isIndexHeaderNeedRepaire() {
     std::uint32_t calculated =
         RecordCrc32::getInstance()->getCrc32(m_pszIndexFileInfo, m_nIndexHeaderLen);
     if (calculated != m_crcParser.getCrcCode() &&
-        !(m_bAcceptReplacedCrc && RecordIndexCodec::isReplacedCrc(m_crcParser.getCrcCode(), calculated))) {
+        !(m_bAcceptReplacedCrc && RecordIndexCodec::isReplacedCrc(m_crcParser.getCrcCode()))) {
         std::snprintf(text, sizeof(text),
                       "RecordIndexFileItemParserEx::isIndexHeaderNeedRepaire, "
                       "CrcCode(%u) != CalcCrcCode(%u)",

@@ -133,7 +133,7 @@ bool RecordIndexInfoParserV3::isGroupIntact(int nBegin, int nLength, int nCrcOff
     }
     std::uint32_t calculated = RecordCrc32::getInstance()->getCrc32(m_pszIndexInfo + nBegin, nLength);
     if (calculated != m_crcParser.getCrcCode() &&
-        !(m_bAcceptReplacedCrc && RecordIndexCodec::isReplacedCrc(m_crcParser.getCrcCode(), calculated))) {
+        !(m_bAcceptReplacedCrc && RecordIndexCodec::isReplacedCrc(m_crcParser.getCrcCode()))) {
         if (!bLog) return false;
         std::snprintf(text, sizeof(text),
                       "RecordIndexInfoParserV3::isIndexInfoNeedRepaire, "

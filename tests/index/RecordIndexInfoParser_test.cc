@@ -316,8 +316,12 @@ TEST_F(RecordIndexInfoParserTest, GroupWhoseCrcWasChangedChecksAsDamaged) {
     EXPECT_EQ(area, unlocked);  // EE, as the writer stores it
     EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(unlocked)));
 
-    // A checker may tell such a run from damage; any other change still is.
+    // A checker may tell such a run from damage, also once an unlock changed
+    // its items under the old CRC; any other CRC still is damage.
     parser.setAcceptReplacedCrc(true);
+    EXPECT_EQ(0, parser.isIndexInfoNeedRepaire(size(unlocked)));
+    EXPECT_EQ(1, parser.unLockFile(0, 10));
+    EXPECT_NE(area, unlocked);
     EXPECT_EQ(0, parser.isIndexInfoNeedRepaire(size(unlocked)));
     unlocked.back() = 0xED;
     EXPECT_EQ(1, parser.isIndexInfoNeedRepaire(size(unlocked)));
