@@ -253,6 +253,7 @@ void RecordSegmentInfoManager::handleDiskAlarm(std::vector<AlarmInfoEx> const& a
 int RecordSegmentInfoManager::handleRecordSegmentInfo() {
     std::vector<AlarmInfoEx> alarms;
     std::set<Pending> rereads;
+    std::vector<std::string> goneRoots;
     bool dirsChanged = false;
     {
         OV_LOCK_GUARD(guard, m_queueMutex);
@@ -272,12 +273,15 @@ int RecordSegmentInfoManager::handleRecordSegmentInfo() {
             m_dirs.swap(dirs);
             for (DirState const& gone : dirs) {
                 if (std::none_of(m_dirs.begin(), m_dirs.end(),
-                                 [&](DirState const& state) { return state.dir == gone.dir; })) {
-                    OV_LOCK_GUARD(tree, m_treeMutex);
-                    dropDirectoryLocked(gone.dir.getRecordRootDir());
-                }
+                                 [&](DirState const& state) { return state.dir == gone.dir; }))
+                    goneRoots.push_back(gone.dir.getRecordRootDir());
             }
         }
+    }
+    // The tree comes before the queue in the lock order: dropped out here.
+    for (std::string const& root : goneRoots) {
+        OV_LOCK_GUARD(tree, m_treeMutex);
+        dropDirectoryLocked(root);
     }
     handleDiskAlarm(alarms);
 

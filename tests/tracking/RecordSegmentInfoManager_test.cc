@@ -186,6 +186,13 @@ TEST_F(SegmentTableTest, DiskAlarmsTakeTheDiskOutUntilItIsReadAgain) {
     m_table->handleRecordSegmentInfo();
     EXPECT_TRUE(held(0, kD1));
     expectAgreement();
+
+    // A disk taken out of the list leaves the table (the tree is locked
+    // after the queue is let go: a change holds the tree, then the queue).
+    m_table->setRecordDirList({disk(1)});
+    m_table->handleRecordSegmentInfo();
+    EXPECT_FALSE(held(0, kD1));
+    EXPECT_TRUE(held(1, kD1));
 }
 
 TEST(SegmentTreeTest, EqualChildrenAreRefusedAndElementsCompareByDirectoryAndStorageType) {
