@@ -47,8 +47,9 @@ void verifyEntry(RecordIndexFileParserEx& index, SafePointer<RecordFileInfo> con
     if (index.getParser().getRecordFileIndexNodeInfoList(file->getRecordFileName().c_str(), nodes) == 0) return;
     SafePointer<IFile> data = FileFactory::createFile(file->getRecordDirInfoEx().getDiskType(), 0);
     if (data.isNull() || !data->open(path.c_str(), IFile::kModeRead)) {
-        // Reclaiming moves the file before it drops the entry: a power cut
-        // between the two leaves this, and the engine drops the entry later.
+        // Reclaiming moves the file before it drops the entry: a power cut or
+        // a failing disk between the two leaves this, and the engine drops
+        // the entry later.
         std::string const inBin = BasicTool::getRecordDir(file->getRecordDirInfoEx().getRecordRootDir()) + "/" +
                                   BasicTool::kRecycleBinDirName + "/" + file->getRecordFileName();
         SafePointer<IFile> moved = FileFactory::createFile(file->getRecordDirInfoEx().getDiskType(), 0);
@@ -86,8 +87,9 @@ void verifyDate(RecordDirInfoEx const& dir, std::string const& deviceDir, std::s
     std::string const where = BasicTool::getRecordDir(dir.getRecordRootDir()) + "/" + deviceDir + "/" + date;
     RecordIndexFileParserEx index;
     if (index.open(dir, date, deviceDir, 0, 0) != 1) {
-        // A power cut between making a date folder and its index leaves the
-        // folder empty: nothing is lost, and reclaiming takes the folder.
+        // A power cut or a failing disk between making a date folder and its
+        // index, or between clearing it and removing it, leaves the folder
+        // empty: nothing is lost, and reclaiming takes the folder.
         std::vector<std::string> files;
         IDiskManager* disk = DiskManagerFactory::getDiskManager(dir.getDiskType(), dir.getFileSystemFormat());
         if (disk != nullptr && disk->getFileList(where.c_str(), files, "*.ts*", 0) >= 0 && files.empty()) {
