@@ -98,6 +98,7 @@ void SoakLedger::apply(char const* line, bool replaying) {
         break;
     case 'P':
         m_pictures[static_cast<int>(a)][b] = static_cast<int>(c);
+        m_pictureOrder[static_cast<int>(a)].push_back(StoredPicture{b, m_nGeneration});
         break;
     case 'C':
         m_nChecks = static_cast<int>(a);
@@ -155,6 +156,28 @@ std::vector<SoakLedger::Range> SoakLedger::locks() {
 std::map<long long, int> SoakLedger::picturesOf(int channel) {
     std::lock_guard<std::mutex> guard(m_mutex);
     return m_pictures[channel];
+}
+
+// The writer writes its held items with a picture that comes more than
+// 20 s after its last flush or file open; that was no later than the
+// picture, or than where the clock went back from when the picture lies in
+// the time the clock went back over.
+std::set<long long> SoakLedger::settledPicturesOf(int channel) {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    std::vector<StoredPicture> const& order = m_pictureOrder[channel];
+    std::set<long long> settled;
+    for (size_t i = 0; i < order.size(); ++i) {
+        long long flushed = order[i].nMs / 1000;
+        for (auto const& back : m_clockBacks)
+            if (back.second - 5 <= order[i].nMs / 1000 && order[i].nMs / 1000 <= back.first + 5)
+                flushed = std::max(flushed, back.first);
+        for (size_t j = i + 1; j < order.size() && order[j].nGeneration == order[i].nGeneration; ++j)
+            if (order[j].nMs / 1000 > flushed + 20) {
+                settled.insert(order[i].nMs);
+                break;
+            }
+    }
+    return settled;
 }
 
 bool SoakLedger::isLostByPowerCut(long long time) const {

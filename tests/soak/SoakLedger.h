@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,9 @@ public:
     void noteClockBack(long long from, long long to);
     void noteFault(std::string const& kind);
     void notePicture(int channel, long long ms, int picture);
+    // Pictures whose index item surely reached the disk: a later picture of
+    // the same worker came after the snapshot writer's flush interval.
+    std::set<long long> settledPicturesOf(int channel);
     void noteViolation(std::string const& text);
 
     // "YYYY-MM-DD HH:MM:SS" in local time (the soak runs in UTC).
@@ -114,6 +118,11 @@ private:
     std::vector<std::pair<long long, long long>> m_clockBacks;
     std::map<std::string, int> m_faults;
     std::map<int, std::map<long long, int>> m_pictures;
+    struct StoredPicture {
+        long long nMs;
+        int nGeneration;
+    };
+    std::map<int, std::vector<StoredPicture>> m_pictureOrder;  // as stored
 };
 
 #endif

@@ -855,14 +855,8 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
                      bytes != m_pictures[static_cast<size_t>(shot->second)])
                 fail(where + "snapshot " + file.getFileName() + " does not read back as stored");
         }
-        // The writer keeps a channel's newest index item until its next
-        // picture: the newest one, and the newest before each power cut, may
-        // not be found.
-        std::set<long long> pending = {stored.rbegin()->first};
-        for (long long cut : m_ledger.getCuts()) {
-            auto const last = stored.upper_bound(cut * 1000);
-            if (last != stored.begin()) pending.insert(std::prev(last)->first);
-        }
+        // The writer holds index items until its flush interval passed.
+        std::set<long long> const settled = m_ledger.settledPicturesOf(channel->nCamera);
         // The camera's data files, there or gone: a picture lies in the
         // latest one begun at or before it. Files gone before this worker
         // first looked are unknown, so only later pictures are judged.
@@ -873,7 +867,7 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
             if (file.second.nCamera == channel->nCamera) files[file.second.nBegin] = file.first;
         for (auto const& shot : stored) {
             if (shot.first / 1000 < m_nFirstSnapshotCheck || times.count(shot.first) != 0 ||
-                pending.count(shot.first) != 0 || m_ledger.isAmbiguous(shot.first / 1000))
+                settled.count(shot.first) == 0 || m_ledger.isAmbiguous(shot.first / 1000))
                 continue;
             // After the clock went back, a later file may begin earlier.
             auto holder = files.upper_bound(shot.first / 1000);
@@ -916,6 +910,9 @@ int SoakWorker::run() {
     }
     m_lastFault.assign(m_roots.size(), -100);
     m_recordFiles.assign(m_roots.size(), 0);
+    // A sanitizer's runtime starts a thread of its own with the first
+    // thread made: make one before counting.
+    std::thread([] {}).join();
     int const threadsBefore = countThreads();
     m_pFaults.reset(new DiskFaults(m_roots));
 
