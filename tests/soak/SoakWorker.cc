@@ -50,6 +50,13 @@ constexpr char kDeviceIP[] = "192.168.1.10";
 constexpr int kPictures = 5;
 constexpr long long kSnapshotFileBytes = 1 << 20;
 constexpr int kUnsureBursts = 4;  // a disk's faults may keep it out of reclamation this long
+// Waits for the engine are stretched under ThreadSanitizer, which runs it
+// many times slower.
+#if defined(__SANITIZE_THREAD__)
+constexpr int kSlowdown = 10;
+#else
+constexpr int kSlowdown = 1;
+#endif
 
 std::string clockText(long long seconds) { return SoakLedger::clockText(seconds); }
 
@@ -269,6 +276,7 @@ void SoakWorker::useDiskList(int without) {
 }
 
 bool SoakWorker::waitUntilReady(long long seconds) {
+    seconds *= kSlowdown;
     auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     while (std::chrono::steady_clock::now() < until) {
         std::vector<RecordDirInfo> dirs;
@@ -590,11 +598,13 @@ void SoakWorker::burst() {
         channel->bInBurst = false;
         channel->bWantOpen = false;
     }
-    auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+    auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(120 * kSlowdown);
     for (std::unique_ptr<Channel>& channel : m_channels) {
         while (channel->bOpen && std::chrono::steady_clock::now() < until)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        if (channel->bOpen) fail("channel " + std::to_string(channel->nCamera) + ": the session did not close within 120 s");
+        if (channel->bOpen)
+            fail("channel " + std::to_string(channel->nCamera) + ": the session did not close within " +
+                 std::to_string(120 * kSlowdown) + " s");
     }
     m_bRecording = false;
     if (kind == 0) m_pFaults->plan(static_cast<size_t>(disk)).restore();
