@@ -387,6 +387,7 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
                 removeDateDir(deviceDir, date);
                 removeDeviceDirIfEmpty(deviceDir);
             }
+            RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date, m_dirInfo);
             continue;
         }
         if (anyLocked && !recording && deleteStatus != NS_RecordDirHandler::kNothingDeleted &&
@@ -406,6 +407,7 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
             m_dirInfo, deviceDir, date,
             pass == DatePass::kFiles ? NS_RecordDirHandler::kNothingDeleted : NS_RecordDirHandler::kIndexDeleted);
         removeDeviceDirIfEmpty(deviceDir);
+        RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date, m_dirInfo);
     }
     return static_cast<int>(deviceDirs.size());
 }
@@ -425,6 +427,9 @@ int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordRecycleBin>
         std::snprintf(text, sizeof(text), "delete last day file: %s , filedeletetime:%lld end", dateDir.c_str(), time);
         deleteLog(text);
         removeDeviceDirIfEmpty(deviceDir);
+        // The segment table must read the date anew, or queries answer
+        // with what was cut.
+        RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date, m_dirInfo);
     }
     return static_cast<int>(deviceDirs.size());
 }

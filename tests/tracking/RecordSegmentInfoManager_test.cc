@@ -148,6 +148,15 @@ TEST_F(SegmentTableTest, AnswersAsTheIndexAfterEveryChangeThatReachesTheDisk) {
     m_table->handleRecordSegmentInfo();
     expectAgreement();
 
+    // Cutting the date up to a time of day, as a full disk does.
+    m_files.push_back(recordTestSpan(*m_disks[0], 1, kD1 + 6000, 30));
+    m_table->handleRecordSegmentInfo();
+    Spans const before = viaIndex(condition(3));
+    EXPECT_EQ(1, handler.deleteSpecialTimeSegmentFile(bin, {RecordDeviceDirPolicy(device, true, 1, 30, false)},
+                                                      BasicTool::getDateString(kD1), kD1 + 5010));
+    EXPECT_NE(before, viaIndex(condition(3)));
+    rounds("cut");
+
     // A restart: the table is rebuilt from the disks alone.
     m_table->clear();
     m_table->setRecordDirList({disk(0), disk(1)});
