@@ -509,6 +509,9 @@ void SoakWorker::lockOrUnlock() {
     if (code == 0 && retriever.query(condition, results) == 0)
         for (RecordQueryResult const& result : results)
             for (RecordTimeSegment const& segment : result.getRecordTimeSegmentList()) {
+                // A segment that ends where the range begins holds no item
+                // that begins in it: nothing of it is locked.
+                if (static_cast<long long>(segment.getRecordEndTime()) <= begin) continue;
                 found = true;
                 if (!segment.getRecordLockFlag()) continue;
                 locked = true;
