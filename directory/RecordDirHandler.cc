@@ -259,6 +259,9 @@ int RecordDirHandler::cutIndex(std::string const& deviceDir, std::string const& 
     parser.deleteOutDateFile(handler);
     int files = parser.getFileNumber();
     parser.close();
+    // The segment table must read the date anew, or queries answer with what
+    // was cut.
+    RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date, m_dirInfo);
     return files;
 }
 
@@ -427,9 +430,6 @@ int RecordDirHandler::deleteSpecialTimeSegmentFile(SafePointer<RecordRecycleBin>
         std::snprintf(text, sizeof(text), "delete last day file: %s , filedeletetime:%lld end", dateDir.c_str(), time);
         deleteLog(text);
         removeDeviceDirIfEmpty(deviceDir);
-        // The segment table must read the date anew, or queries answer
-        // with what was cut.
-        RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date, m_dirInfo);
     }
     return static_cast<int>(deviceDirs.size());
 }

@@ -160,8 +160,7 @@ void RecordIndexFileParserEx::close() {
     m_bRepaired = false;
     if (m_pIndexFile.get() != nullptr) m_pIndexFile->close();
     m_pIndexFile.reset();
-    if (m_changeGuard.owns_lock()) m_changeGuard.unlock();
-    m_changeGuard = std::unique_lock<std::recursive_mutex>();
+    m_changeGuard = std::unique_lock<std::recursive_mutex>();  // unlocks
     m_pChangeMutex.reset();
 }
 

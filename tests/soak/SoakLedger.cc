@@ -97,8 +97,7 @@ void SoakLedger::apply(char const* line, bool replaying) {
         ++m_faults[line + 2];
         break;
     case 'P':
-        m_pictures[static_cast<int>(a)][b] = static_cast<int>(c);
-        m_pictureOrder[static_cast<int>(a)].push_back(StoredPicture{b, m_nGeneration});
+        m_pictures[static_cast<int>(a)].push_back(StoredPicture{b, static_cast<int>(c), m_nGeneration});
         break;
     case 'C':
         m_nChecks = static_cast<int>(a);
@@ -155,7 +154,10 @@ std::vector<SoakLedger::Range> SoakLedger::locks() {
 
 std::map<long long, int> SoakLedger::picturesOf(int channel) {
     std::lock_guard<std::mutex> guard(m_mutex);
-    return m_pictures[channel];
+    // Of two pictures at one time (the clock went back), the later stored.
+    std::map<long long, int> byTime;
+    for (StoredPicture const& stored : m_pictures[channel]) byTime[stored.nMs] = stored.nPicture;
+    return byTime;
 }
 
 // The writer writes its held items with a picture that comes more than
@@ -164,7 +166,7 @@ std::map<long long, int> SoakLedger::picturesOf(int channel) {
 // the time the clock went back over.
 std::set<long long> SoakLedger::settledPicturesOf(int channel) {
     std::lock_guard<std::mutex> guard(m_mutex);
-    std::vector<StoredPicture> const& order = m_pictureOrder[channel];
+    std::vector<StoredPicture> const& order = m_pictures[channel];
     std::set<long long> settled;
     for (size_t i = 0; i < order.size(); ++i) {
         long long flushed = order[i].nMs / 1000;

@@ -77,7 +77,6 @@ public:
     // Where a recording may be missing for a known reason, or where two
     // recordings share a time after the clock was set back.
     bool isLostByPowerCut(long long time) const;
-    std::vector<long long> getCuts() const { return m_cuts; }
     bool isAmbiguous(long long time) const;
     // The clock was set back from `from` or later to `to` or earlier.
     bool wentBack(long long from, long long to) const;
@@ -117,12 +116,12 @@ private:
     std::vector<long long> m_cuts;  // the clock when each power cut happened
     std::vector<std::pair<long long, long long>> m_clockBacks;
     std::map<std::string, int> m_faults;
-    std::map<int, std::map<long long, int>> m_pictures;
     struct StoredPicture {
         long long nMs;
+        int nPicture;
         int nGeneration;
     };
-    std::map<int, std::vector<StoredPicture>> m_pictureOrder;  // as stored
+    std::map<int, std::vector<StoredPicture>> m_pictures;  // per channel, as stored
 };
 
 #endif

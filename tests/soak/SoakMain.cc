@@ -5,8 +5,9 @@
 //
 //   recstore_soak [--seconds S] [--seed N|random] [--channels N] [--work DIR]
 //
-// Exit status 0 when every check held for the whole run; 1 with the first
-// broken check and the seed that replays the run; 2 for a bad command line.
+// It exits with status 0 when every check held for the whole run, and with 1
+// at the first broken check, printing the seed that replays the run; a bad
+// command line gives status 2.
 #include <signal.h>
 #include <sys/types.h>
 #include <sys/wait.h>

@@ -28,7 +28,7 @@ SafePointer<RecordFileInfo> testFileOf(int camera, long long begin, bool locked)
 namespace {
 
 SafePointer<RecordFileInfo> record(IRecordDir& dir, int camera, long long begin, int blocks, int blockSeconds,
-                                   bool lock, bool joinLast = false) {
+                                   bool lock, bool joinLast) {
     SafePointer<RecordFileInfo> file = testFileOf(camera, begin);
     file->setRecordDirInfoEx(dir.getRecordDirInfoEx());
     TestBlock first(1, 1, begin, 2, static_cast<char>('a' + camera));
