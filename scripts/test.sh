@@ -86,6 +86,14 @@ run_ctest() {
   return "$rc"
 }
 
+# failures DIR: the tests a ctest run failed, by name, and what the soak
+# printed when it failed, so that the summary at the end tells it.
+failures() {
+  local log="$1.ctest.log"
+  sed -n '/The following tests FAILED:/,$p' "$log" | sed -nE 's/^[[:space:]]+[0-9]+ - ([^ ]+).*/\1/p' | tr '\n' ' '
+  grep -E '^(soak: VIOLATION|recstore_soak: FAILED)' "$log" | head -n 3 | awk '{ printf "\n        %s", $0 }'
+}
+
 # check_package STEP BUILD_DIR RUNNER CXX [cmake args...]: installs the build into
 # a prefix of its own, builds examples/host against the installed package
 # (and a one-line program through the pkg-config file), records the shipped
@@ -130,7 +138,7 @@ step_native() {
     record native FAIL $((SECONDS - t0)) "build"; return
   fi
   if ! run_ctest native "$dir" "$TEST_TIMEOUT"; then
-    record native FAIL $((SECONDS - t0)) "tests"; return
+    record native FAIL $((SECONDS - t0)) "tests: $(failures "$dir")"; return
   fi
   record native ok $((SECONDS - t0)) "tests passed"
 
@@ -171,7 +179,7 @@ step_asan() {
   if ! ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:check_initialization_order=1" \
        UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1" \
        run_ctest asan "$dir" $((TEST_TIMEOUT * 2)); then
-    record asan FAIL $((SECONDS - t0)) "tests"; return
+    record asan FAIL $((SECONDS - t0)) "tests: $(failures "$dir")"; return
   fi
   record asan ok $((SECONDS - t0)) "tests passed"
 }
@@ -185,7 +193,7 @@ step_tsan() {
   fi
   if ! TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1" \
        run_ctest tsan "$dir" $((TEST_TIMEOUT * 2)); then
-    record tsan FAIL $((SECONDS - t0)) "tests"; return
+    record tsan FAIL $((SECONDS - t0)) "tests: $(failures "$dir")"; return
   fi
   record tsan ok $((SECONDS - t0)) "tests passed"
 }
@@ -209,7 +217,7 @@ step_armhf() {
   # Death tests re-execute the test program, and without binfmt_misc the
   # kernel cannot start an ARM program: they run in the native builds only.
   if ! run_ctest armhf "$dir" "$QEMU_TIMEOUT" -E 'DeathTest\.'; then
-    record armhf FAIL $((SECONDS - t0)) "tests"; return
+    record armhf FAIL $((SECONDS - t0)) "tests: $(failures "$dir")"; return
   fi
   record armhf ok $((SECONDS - t0)) "tests passed under qemu-arm (death tests native only)"
 

@@ -60,7 +60,8 @@ void SoakLedger::apply(char const* line, bool replaying) {
     long long a = 0;
     long long b = 0;
     long long c = 0;
-    int const n = std::sscanf(line + 1, "%lld %lld %lld", &a, &b, &c);
+    long long d = 1;
+    int const n = std::sscanf(line + 1, "%lld %lld %lld %lld", &a, &b, &c, &d);
     switch (kind) {
     case 'T':
         if (m_nFirstClock == 0) m_nFirstClock = a;
@@ -71,23 +72,24 @@ void SoakLedger::apply(char const* line, bool replaying) {
         m_nGeneration = static_cast<int>(a);
         break;
     case 'B':
-        if (n == 3) m_blocks[static_cast<int>(a)].push_back(Block{b, static_cast<int>(c), kUnseen, -1, -1});
+        if (n >= 3) m_blocks[static_cast<int>(a)].push_back(Block{b, static_cast<int>(c), d != 0, kUnseen, -1, -1});
         break;
     case 'l':
     case 'L':
     case 'U':
     case 'x': {
         // A lock held may begin later than asked (what was gone before it).
-        m_locks.erase(std::remove_if(m_locks.begin(), m_locks.end(),
-                                     [&](Range const& r) {
-                                         return r.nChannel == a && r.nEnd == c &&
-                                                (r.nBegin == b || (kind == 'L' && !r.bConfirmed && r.nBegin <= b));
-                                     }),
-                      m_locks.end());
-        if (kind == 'l' || kind == 'L') m_locks.push_back(Range{static_cast<int>(a), b, c, kind == 'L'});
+        auto const replaced = [&](Range const& r) {
+            return r.nChannel == a && r.nEnd == c && (r.nBegin == b || (kind == 'L' && !r.bConfirmed && r.nBegin <= b));
+        };
+        size_t before = m_blocks[static_cast<int>(a)].size();
+        for (Range const& r : m_locks)
+            if (replaced(r)) before = std::min(before, r.nBlocksBefore);
+        m_locks.erase(std::remove_if(m_locks.begin(), m_locks.end(), replaced), m_locks.end());
+        if (kind == 'l' || kind == 'L') m_locks.push_back(Range{static_cast<int>(a), b, c, kind == 'L', before});
         // Unlocking leaves the item that runs over the range's end locked,
         // and with it its file.
-        if (kind == 'U') m_locks.push_back(Range{static_cast<int>(a), c - 10, c, false});
+        if (kind == 'U') m_locks.push_back(Range{static_cast<int>(a), c - 10, c, false, before});
         break;
     }
     case 'X':
@@ -122,7 +124,12 @@ void SoakLedger::apply(char const* line, bool replaying) {
 
 void SoakLedger::noteClock(long long sim) { append("T %lld", sim); }
 void SoakLedger::noteStart(int generation) { append("R %d", generation); }
-void SoakLedger::noteBlock(int channel, long long time, int bytes) { append("B %d %lld %d", channel, time, bytes); }
+void SoakLedger::noteBlock(int channel, long long time, int bytes, bool iFrame) {
+    if (iFrame)
+        append("B %d %lld %d", channel, time, bytes);
+    else
+        append("B %d %lld %d 0", channel, time, bytes);
+}
 void SoakLedger::noteLockAsked(int channel, long long begin, long long end) {
     append("l %d %lld %lld", channel, begin, end);
 }
@@ -235,6 +242,13 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
                 return true;
         return false;
     };
+    auto lockedBlock = [&](int channel, size_t block, long long time) {
+        for (Range const& range : m_locks)
+            if (range.nChannel == channel && range.bConfirmed && block < range.nBlocksBefore && range.nBegin <= time &&
+                time <= range.nEnd)
+                return true;
+        return false;
+    };
     char text[256];
     for (auto const& entry : answers) {
         int const channel = entry.first;
@@ -263,7 +277,7 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
             bool const explained = block.nState == kUnseen && isLostByPowerCut(block.nTime);
             // After the clock went back, a block may be recorded into a
             // range locked before: it was never locked.
-            if (!explained && !isAmbiguous(block.nTime) && locked(channel, block.nTime, block.nTime + 1, true)) {
+            if (!explained && !isAmbiguous(block.nTime) && lockedBlock(channel, i, block.nTime)) {
                 std::snprintf(text, sizeof text, "channel %d: the locked recording at %s was reclaimed", channel,
                               clockText(block.nTime).c_str());
                 violations.push_back(text);

@@ -15,7 +15,8 @@
 //
 // Lines: "T sim" the clock reached sim; "R gen" a worker started (a power
 // cut happened unless it is the first); "B ch time bytes" a block the
-// engine accepted; "L ch begin end" / "U ch begin end" a range locked /
+// engine accepted ("B ch time bytes 0" when it does not begin with an I
+// frame); "L ch begin end" / "U ch begin end" a range locked /
 // unlocked; "l ch begin end" a lock asked for, "x ..." refused; "X from to" the clock set
 // back; "F kind" a fault injected; "P ch ms picture" a snapshot stored;
 // "C n" an invariant check passed; "V ch n" blocks up to n seen at a check;
@@ -25,6 +26,10 @@ public:
     struct Block {
         long long nTime = 0;  // seconds, the block's first frame
         int nBytes = 0;
+        // It begins with an I frame: playback can start there. A group of
+        // pictures split over two blocks may leave its second half alone in
+        // a file once the first half's file was reclaimed.
+        bool bIFrame = true;
         int nState = 0;  // kUnseen, kSeen, kGone
         // Where it was last seen (this worker only): disk, and the begin of
         // its record file; -1 unknown.
@@ -40,6 +45,10 @@ public:
         long long nBegin = 0;
         long long nEnd = 0;
         bool bConfirmed = false;  // the lock call succeeded
+        // The channel's blocks when the lock was asked: only those can be
+        // locked. A burst's closing block reaches the disk with the next
+        // burst, and may carry a time in a range locked in between.
+        size_t nBlocksBefore = 0;
     };
 
     // Reads what an earlier worker wrote, then appends. False when the file
@@ -49,7 +58,7 @@ public:
 
     void noteClock(long long sim);
     void noteStart(int generation);
-    void noteBlock(int channel, long long time, int bytes);
+    void noteBlock(int channel, long long time, int bytes, bool iFrame);
     void noteLockAsked(int channel, long long begin, long long end);
     void noteLock(int channel, long long begin, long long end);
     void noteUnlock(int channel, long long begin, long long end);
