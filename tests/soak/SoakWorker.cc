@@ -883,6 +883,22 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
             fail(where + "the snapshot query failed with " + std::to_string(code));
             continue;
         }
+        // The camera's data files, there or gone: a picture lies in the
+        // latest one begun at or before it. Files gone before this worker
+        // first looked are unknown, so only later pictures are judged.
+        std::map<long long, std::string> files;  // begin -> path, empty when gone
+        for (auto const& gone : m_gonePictureFiles)
+            if (gone.first == channel->nCamera) files[gone.second];
+        for (auto const& file : present)
+            if (file.second.nCamera == channel->nCamera) files[file.second.nBegin] = file.first;
+        // Reclaiming moves a data file before it drops the file's entry: a
+        // power cut or a failing disk between the two leaves entries whose
+        // pictures cannot be opened until the next pass removes them.
+        auto const dataFileGone = [&](long long ms) {
+            auto const holder = files.upper_bound(ms / 1000);
+            return holder == files.begin() || std::prev(holder)->second.empty() ||
+                   access(std::prev(holder)->second.c_str(), F_OK) != 0 || m_ledger.isAmbiguous(ms / 1000);
+        };
         std::set<long long> times;
         std::vector<char> piece(1 << 16);
         for (SnapshotFile const& file : found) {
@@ -894,6 +910,7 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
                 while ((n = retriever.read(piece.data(), static_cast<int>(piece.size()))) > 0)
                     bytes.append(piece.data(), static_cast<size_t>(n));
             retriever.close();
+            if (n == OV_RECORD_PICTURE_OPEN_FAILED && dataFileGone(file.getTime())) continue;
             if (n < 0) fail(where + "snapshot " + file.getFileName() + " cannot be read: " + std::to_string(n));
             // Two pictures share a time after the clock went back.
             else if (shot != stored.end() && !m_ledger.isAmbiguous(file.getTime() / 1000) &&
@@ -902,14 +919,6 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
         }
         // The writer holds index items until its flush interval passed.
         std::set<long long> const settled = m_ledger.settledPicturesOf(channel->nCamera);
-        // The camera's data files, there or gone: a picture lies in the
-        // latest one begun at or before it. Files gone before this worker
-        // first looked are unknown, so only later pictures are judged.
-        std::map<long long, std::string> files;  // begin -> path, empty when gone
-        for (auto const& gone : m_gonePictureFiles)
-            if (gone.first == channel->nCamera) files[gone.second];
-        for (auto const& file : present)
-            if (file.second.nCamera == channel->nCamera) files[file.second.nBegin] = file.first;
         for (auto const& shot : stored) {
             if (shot.first / 1000 < m_nFirstSnapshotCheck || times.count(shot.first) != 0 ||
                 settled.count(shot.first) == 0 || m_ledger.isAmbiguous(shot.first / 1000))
