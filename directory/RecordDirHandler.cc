@@ -390,7 +390,6 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
                 removeDateDir(deviceDir, date);
                 removeDeviceDirIfEmpty(deviceDir);
             }
-            RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date, m_dirInfo);
             continue;
         }
         if (anyLocked && !recording && deleteStatus != NS_RecordDirHandler::kNothingDeleted &&
@@ -410,7 +409,6 @@ int RecordDirHandler::deleteEarliestDate(SafePointer<RecordRecycleBin>& bin,
             m_dirInfo, deviceDir, date,
             pass == DatePass::kFiles ? NS_RecordDirHandler::kNothingDeleted : NS_RecordDirHandler::kIndexDeleted);
         removeDeviceDirIfEmpty(deviceDir);
-        RecordSegmentInfoManager::getInstance()->deleteDeviceDateInfo(deviceDir, date, m_dirInfo);
     }
     return static_cast<int>(deviceDirs.size());
 }

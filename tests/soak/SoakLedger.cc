@@ -235,17 +235,12 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
         long long nEnd;
     };
     std::vector<Kept> kept;
-    auto locked = [&](int channel, long long begin, long long end, bool confirmedOnly) {
+    // A range locks only blocks recorded before it was asked: `block` is the
+    // index of the newest block in question.
+    auto locked = [&](int channel, long long begin, long long end, bool confirmedOnly, size_t block) {
         for (Range const& range : m_locks)
-            if (range.nChannel == channel && (range.bConfirmed || !confirmedOnly) && range.nBegin < end &&
-                begin <= range.nEnd)
-                return true;
-        return false;
-    };
-    auto lockedBlock = [&](int channel, size_t block, long long time) {
-        for (Range const& range : m_locks)
-            if (range.nChannel == channel && range.bConfirmed && block < range.nBlocksBefore && range.nBegin <= time &&
-                time <= range.nEnd)
+            if (range.nChannel == channel && (range.bConfirmed || !confirmedOnly) && block < range.nBlocksBefore &&
+                range.nBegin < end && begin <= range.nEnd)
                 return true;
         return false;
     };
@@ -277,7 +272,7 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
             bool const explained = block.nState == kUnseen && isLostByPowerCut(block.nTime);
             // After the clock went back, a block may be recorded into a
             // range locked before: it was never locked.
-            if (!explained && !isAmbiguous(block.nTime) && lockedBlock(channel, i, block.nTime)) {
+            if (!explained && !isAmbiguous(block.nTime) && locked(channel, block.nTime, block.nTime + 1, true, i)) {
                 std::snprintf(text, sizeof text, "channel %d: the locked recording at %s was reclaimed", channel,
                               clockText(block.nTime).c_str());
                 violations.push_back(text);
@@ -307,7 +302,7 @@ std::vector<std::string> SoakLedger::check(std::map<int, Answer> const& answers,
                 (last != lastOnDisk.end() && last->second == f))
                 continue;
             File const& file = answer.files[f];
-            if (locked(channel, file.nBegin, file.nEnd + 1, false)) continue;
+            if (locked(channel, file.nBegin, file.nEnd + 1, false, 0)) continue;
             if (file.nDisk >= 0 && static_cast<size_t>(file.nDisk) < unsure.size() && unsure[static_cast<size_t>(file.nDisk)])
                 continue;
             kept.push_back(Kept{channel, file.nDisk, file.nBegin, file.nEnd});

@@ -5,9 +5,9 @@
 //
 //   recstore_soak [--seconds S] [--seed N|random] [--channels N] [--work DIR]
 //
-// It exits with status 0 when every check held for the whole run, and with 1
-// at the first broken check, printing the seed that replays the run; a bad
-// command line gives status 2.
+// Exit status: 0 when every check held for the whole run; 1 at the first
+// check that did not, with its seed and the command line that runs the same
+// fault schedule again; 2 for a bad command line.
 #include <signal.h>
 #include <sys/types.h>
 #include <sys/wait.h>

@@ -62,6 +62,10 @@ constexpr int kSlowdown = 1;
 
 std::string clockText(long long seconds) { return SoakLedger::clockText(seconds); }
 
+// A burst's last block may hold under a second: whether a segment's end
+// second names it differs between the query's locked and unlocked answers.
+bool holdsSecond(long long begin, long long end, long long time) { return time >= begin && time <= end + 1; }
+
 // A query of one camera of the soak's recorder over [begin, end].
 RecordQueryCondition conditionOf(int camera, long long begin, long long end) {
     RecordQueryCondition condition;
@@ -650,10 +654,7 @@ void SoakWorker::check(char const* why) {
         SoakLedger::Answer& answer = answers[channel->nCamera];
         answer.present = [segments](long long time) {
             for (auto const& segment : *segments)
-                // A burst's last block may hold under a second: whether a
-                // segment's end second names it differs between the query's
-                // locked and unlocked answers.
-                if (time >= segment.first && time <= segment.second + 1) return true;
+                if (holdsSecond(segment.first, segment.second, time)) return true;
             return false;
         };
         // The record files as the index has them: a file a session joined
@@ -719,9 +720,7 @@ bool SoakWorker::queryShows(int camera, long long time) {
     if (retriever.query(conditionOf(camera, time - 60, time + 60), results) != 0) return true;
     for (RecordQueryResult const& result : results)
         for (RecordTimeSegment const& segment : result.getRecordTimeSegmentList())
-            if (time >= static_cast<long long>(segment.getRecordBeginTime()) &&
-                time <= static_cast<long long>(segment.getRecordEndTime()) + 1)
-                return true;
+            if (holdsSecond(segment.getRecordBeginTime(), segment.getRecordEndTime(), time)) return true;
     return false;
 }
 
@@ -894,10 +893,14 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
         // Reclaiming moves a data file before it drops the file's entry: a
         // power cut or a failing disk between the two leaves entries whose
         // pictures cannot be opened until the next pass removes them.
+        auto const holderOf = [&](long long ms) {
+            auto const after = files.upper_bound(ms / 1000);
+            return after == files.begin() ? files.end() : std::prev(after);
+        };
         auto const dataFileGone = [&](long long ms) {
-            auto const holder = files.upper_bound(ms / 1000);
-            return holder == files.begin() || std::prev(holder)->second.empty() ||
-                   access(std::prev(holder)->second.c_str(), F_OK) != 0 || m_ledger.isAmbiguous(ms / 1000);
+            auto const holder = holderOf(ms);
+            return holder == files.end() || holder->second.empty() || access(holder->second.c_str(), F_OK) != 0 ||
+                   m_ledger.isAmbiguous(ms / 1000);
         };
         std::set<long long> times;
         std::vector<char> piece(1 << 16);
@@ -924,12 +927,11 @@ void SoakWorker::checkSnapshots(std::vector<bool> const& unsure) {
                 settled.count(shot.first) == 0 || m_ledger.isAmbiguous(shot.first / 1000))
                 continue;
             // After the clock went back, a later file may begin earlier.
-            auto holder = files.upper_bound(shot.first / 1000);
-            if (holder == files.begin() || std::prev(holder)->second.empty() ||
-                m_ledger.wentBack(std::prev(holder)->first, shot.first / 1000))
+            auto const holder = holderOf(shot.first);
+            if (holder == files.end() || holder->second.empty() || m_ledger.wentBack(holder->first, shot.first / 1000))
                 continue;
             fail(where + "the snapshot stored at " + clockText(shot.first / 1000) + " is not found, though " +
-                 std::prev(holder)->second + " is there");
+                 holder->second + " is there");
         }
     }
 }
